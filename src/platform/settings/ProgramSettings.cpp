@@ -1,0 +1,70 @@
+#include "platform/settings/ProgramSettings.h"
+
+#include "platform/settings/ConfigLocation.h"
+#include "platform/settings/IniStore.h"
+#include "platform/settings/PathText.h"
+
+#include <cstdlib>
+#include <filesystem>
+
+#ifndef KORVEL_BUILD_SYSTEM_LIBS
+#error "KORVEL_BUILD_SYSTEM_LIBS must name the build tree's system/libs folder"
+#endif
+
+namespace korvel {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string ReadFolder(std::string_view key) {
+    return IncludeTrailingSeparator(TIniStore(KorvelLibIniFileName()).ReadString(kFoldersSection, key, ""));
+}
+
+void WriteFolder(std::string_view key, std::string_view folder) {
+    TIniStore(KorvelLibIniFileName()).WriteString(kFoldersSection, key, folder);
+}
+
+} // namespace
+
+std::string GetGlobalLibPath() {
+    return ReadFolder(kGlobalLibKey);
+}
+
+void SetGlobalLibPath(std::string_view folder) {
+    WriteFolder(kGlobalLibKey, folder);
+}
+
+std::string GetSystemLibPath1() {
+    return ReadFolder(kSystemLib1Key);
+}
+
+void SetSystemLibPath1(std::string_view folder) {
+    WriteFolder(kSystemLib1Key, folder);
+}
+
+std::string GetSystemLibPath2() {
+    return ReadFolder(kSystemLib2Key);
+}
+
+void SetSystemLibPath2(std::string_view folder) {
+    WriteFolder(kSystemLib2Key, folder);
+}
+
+std::string SystemLibPathDefault() {
+    if (const char* env = std::getenv("KORVEL_SYSTEM_LIBS"); env && *env) {
+        return IncludeTrailingSeparator(env);
+    }
+    std::error_code ec;
+    const fs::path exe = fs::read_symlink("/proc/self/exe", ec);
+    if (!ec) {
+        const fs::path installed =
+            (exe.parent_path() / ".." / "share" / "korvel" / "system" / "libs").lexically_normal();
+        if (fs::is_directory(installed, ec)) {
+            return IncludeTrailingSeparator(installed.string());
+        }
+    }
+    return IncludeTrailingSeparator(KORVEL_BUILD_SYSTEM_LIBS);
+}
+
+} // namespace korvel

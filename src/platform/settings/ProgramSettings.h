@@ -1,0 +1,30 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace korvel {
+
+// Program-wide folders, kept in the settings file KorvelLibIniFileName() in section "Folders":
+//   GlobalLib   the user's Global library folder
+//   SystemLib1  first folder searched for System libraries
+//   SystemLib2  second folder searched for System libraries
+// Folders are returned with a trailing separator; an unset folder is empty.
+inline constexpr std::string_view kFoldersSection = "Folders";
+inline constexpr std::string_view kGlobalLibKey = "GlobalLib";
+inline constexpr std::string_view kSystemLib1Key = "SystemLib1";
+inline constexpr std::string_view kSystemLib2Key = "SystemLib2";
+
+std::string GetGlobalLibPath();
+void SetGlobalLibPath(std::string_view folder);
+std::string GetSystemLibPath1();
+void SetSystemLibPath1(std::string_view folder);
+std::string GetSystemLibPath2();
+void SetSystemLibPath2(std::string_view folder);
+
+// The folder of the shipped System libraries: $KORVEL_SYSTEM_LIBS if set; else
+// <folder of the program>/../share/korvel/system/libs when it exists (an installed program); else the
+// build tree's system/libs folder. With a trailing separator.
+std::string SystemLibPathDefault();
+
+} // namespace korvel

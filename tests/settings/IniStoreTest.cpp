@@ -1,0 +1,243 @@
+#include "platform/settings/IniStore.h"
+
+#include "platform/Errors.h"
+#include "platform/settings/KeyPath.h"
+#include "support/TempDir.h"
+
+#include <climits>
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+#include <sstream>
+
+namespace korvel {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string ReadAll(const std::string& fileName) {
+    std::ifstream in(fileName, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+void WriteAll(const std::string& fileName, const std::string& text) {
+    std::ofstream(fileName, std::ios::binary) << text;
+}
+
+class IniStoreTest : public ::testing::Test {
+protected:
+    test::TempDir dir;
+    std::string file = dir.File("KorvelLib.ini");
+    TIniStore store{file};
+};
+
+TEST_F(IniStoreTest, ValuesOfEveryTypeReadBackAsWritten) {
+    store.WriteString("Bibliothek", "Ordner", "/home/jörg/Lärm/Flügel ½ — ok");
+    store.WriteString("Bibliothek", "Leer", "");
+    store.WriteInteger("Numbers", "Min", INT_MIN);
+    store.WriteInteger("Numbers", "Max", INT_MAX);
+    store.WriteBool("Numbers", "On", true);
+    store.WriteBool("Numbers", "Off", false);
+    store.WriteFloat("Numbers", "Third", 1.0 / 3.0);
+    store.WriteFloat("Numbers", "Tiny", -1e-300);
+
+    const TIniStore other(file); // a second store sees the file, not a cache
+    EXPECT_EQ(other.ReadString("Bibliothek", "Ordner", "x"), "/home/jörg/Lärm/Flügel ½ — ok");
+    EXPECT_EQ(other.ReadString("Bibliothek", "Leer", "x"), "");
+    EXPECT_EQ(other.ReadInteger("Numbers", "Min", 0), INT_MIN);
+    EXPECT_EQ(other.ReadInteger("Numbers", "Max", 0), INT_MAX);
+    EXPECT_TRUE(other.ReadBool("Numbers", "On", false));
+    EXPECT_FALSE(other.ReadBool("Numbers", "Off", true));
+    EXPECT_EQ(other.ReadFloat("Numbers", "Third", 0), 1.0 / 3.0);
+    EXPECT_EQ(other.ReadFloat("Numbers", "Tiny", 0), -1e-300);
+    EXPECT_NE(ReadAll(file).find("Third=0.3333333333333333"), std::string::npos);
+}
+
+TEST_F(IniStoreTest, BlanksAndQuotesAroundValuesSurvive) {
+    for (const std::string value : {"  padded  ", "\"quoted\"", "\"", " \"mixed\" "}) {
+        store.WriteString("S", "K", value);
+        EXPECT_EQ(store.ReadString("S", "K", "default"), value);
+    }
+    WriteAll(file, "[S]\nK =   spaced out\t\n");
+    EXPECT_EQ(store.ReadString("S", "K", ""), "spaced out");
+}
+
+TEST_F(IniStoreTest, SectionAndKeyNamesIgnoreLetterCase) {
+    store.WriteString("LastUsed", "EmisLib", "/a/");
+    EXPECT_EQ(store.ReadString("LASTUSED", "emislib", ""), "/a/");
+    EXPECT_TRUE(store.SectionExists("lastused"));
+    EXPECT_TRUE(store.ValueExists("lastUSED", "EMISLIB"));
+
+    // Overwriting under another spelling changes the existing line and keeps its spelling.
+    store.WriteString("lastused", "EMISLIB", "/b/");
+    EXPECT_EQ(ReadAll(file), "[LastUsed]\nEmisLib=/b/\n");
+
+    // Unicode case folding, not just ASCII: ß folds to ss.
+    store.WriteString("Maße", "GRÖSSE", "1");
+    EXPECT_EQ(store.ReadString("MASSE", "größe", ""), "1");
+}
+
+TEST_F(IniStoreTest, RewriteKeepsCommentsUnknownSectionsAndLineEnds) {
+    WriteAll(file, "\xEF\xBB\xBF; written by hand\r\n"
+                   "[Other]\r\n"
+                   "# keep me\r\n"
+                   "Foo = bar\r\n"
+                   "\r\n"
+                   "[LastUsed]\r\n"
+                   "Emis=/old/\r\n"
+                   "; note on the next section\r\n"
+                   "[Tail]\r\n"
+                   "X=1\r\n");
+    store.WriteString("LastUsed", "Emis", "/new/");
+    store.WriteString("LastUsed", "Absor", "/abs/");
+    store.WriteString("Fresh", "Y", "2");
+    store.DeleteKey("Tail", "X");
+
+    EXPECT_EQ(ReadAll(file), "\xEF\xBB\xBF; written by hand\r\n"
+                             "[Other]\r\n"
+                             "# keep me\r\n"
+                             "Foo = bar\r\n"
+                             "\r\n"
+                             "[LastUsed]\r\n"
+                             "Emis=/new/\r\n"
+                             "Absor=/abs/\r\n"
+                             "; note on the next section\r\n"
+                             "[Tail]\r\n"
+                             "\r\n"
+                             "[Fresh]\r\n"
+                             "Y=2\r\n");
+    EXPECT_EQ(store.ReadString("Other", "foo", ""), "bar");
+}
+
+TEST_F(IniStoreTest, DamagedLinesAreSkippedAndKept) {
+    const std::string text = "[Good]\n"
+                             "A=1\n"
+                             "this line has no equals sign\n"
+                             "=no key\n"
+                             "B=2\n"
+                             "[Broken\n"
+                             "C=3\n"
+                             "[Good]\n"
+                             "D=4\n";
+    WriteAll(file, text);
+    EXPECT_EQ(store.ReadInteger("Good", "A", 0), 1);
+    EXPECT_EQ(store.ReadInteger("Good", "B", 0), 2);
+    EXPECT_EQ(store.ReadInteger("Good", "D", 0), 4);
+    // An entry below a broken header is not taken for the section above it.
+    EXPECT_FALSE(store.ValueExists("Good", "C"));
+    EXPECT_EQ(store.ReadSection("Good"), (std::vector<std::string>{"A", "B", "D"}));
+
+    store.WriteString("Good", "A", "9");
+    std::string expected = text;
+    expected.replace(expected.find("A=1"), 3, "A=9");
+    EXPECT_EQ(ReadAll(file), expected);
+}
+
+TEST_F(IniStoreTest, NumbersThatDoNotParseGiveTheDefault) {
+    WriteAll(file, "[N]\nInt= 42 \nJunk=12abc\nHuge=99999999999\nComma=2,5\nExp=1.5e3\nWord=maybe\n"
+                   "Yes=YES\nOff=off\nTwo=2\nInf=inf\n");
+    EXPECT_EQ(store.ReadInteger("N", "Int", -1), 42);
+    EXPECT_EQ(store.ReadInteger("N", "Junk", -1), -1);
+    EXPECT_EQ(store.ReadInteger("N", "Huge", -1), -1);
+    EXPECT_EQ(store.ReadInteger("N", "Missing", -1), -1);
+    EXPECT_EQ(store.ReadFloat("N", "Comma", 0), 2.5);
+    EXPECT_EQ(store.ReadFloat("N", "Exp", 0), 1500.0);
+    EXPECT_EQ(store.ReadFloat("N", "Word", 7.5), 7.5);
+    EXPECT_EQ(store.ReadFloat("N", "Inf", 7.5), 7.5);
+    EXPECT_TRUE(store.ReadBool("N", "Yes", false));
+    EXPECT_FALSE(store.ReadBool("N", "Off", true));
+    EXPECT_TRUE(store.ReadBool("N", "Two", false));
+    EXPECT_TRUE(store.ReadBool("N", "Word", true));
+    EXPECT_FALSE(store.ReadBool("N", "Word", false));
+}
+
+TEST_F(IniStoreTest, SectionsListEraseAndDuplicates) {
+    WriteAll(file, "[A]\nx=1\ny=2\n[B]\nz=3\n[a]\nX=overridden\nw=4\n");
+    EXPECT_EQ(store.ReadSections(), (std::vector<std::string>{"A", "B"}));
+    EXPECT_EQ(store.ReadSection("A"), (std::vector<std::string>{"x", "y", "w"}));
+    EXPECT_EQ(store.ReadString("A", "x", ""), "1"); // the first occurrence wins
+    EXPECT_TRUE(store.ReadSection("Missing").empty());
+
+    store.EraseSection("A");
+    EXPECT_FALSE(store.SectionExists("A"));
+    EXPECT_EQ(ReadAll(file), "[B]\nz=3\n");
+}
+
+TEST_F(IniStoreTest, ReadsAndEmptyRemovalsDoNotCreateTheFile) {
+    EXPECT_EQ(store.ReadString("S", "K", "def"), "def");
+    EXPECT_FALSE(store.SectionExists("S"));
+    store.EraseSection("S");
+    store.DeleteKey("S", "K");
+    EXPECT_FALSE(fs::exists(file));
+}
+
+TEST_F(IniStoreTest, WritesLeaveNoTemporaryFiles) {
+    for (int i = 0; i < 5; ++i) {
+        store.WriteInteger("S", "K" + std::to_string(i), i);
+    }
+    int files = 0;
+    for (const auto& entry : fs::directory_iterator(dir.Path())) {
+        EXPECT_EQ(entry.path().filename(), "KorvelLib.ini");
+        ++files;
+    }
+    EXPECT_EQ(files, 1);
+}
+
+TEST_F(IniStoreTest, WritingCreatesMissingFolders) {
+    const TIniStore nested(dir.File("a/b/Settings.ini"));
+    nested.WriteString("S", "K", "v");
+    EXPECT_EQ(ReadAll(dir.File("a/b/Settings.ini")), "[S]\nK=v\n");
+}
+
+TEST_F(IniStoreTest, RefusedInputThrowsAndLeavesTheFileAlone) {
+    store.WriteString("S", "K", "v");
+    const std::string before = ReadAll(file);
+    EXPECT_THROW(store.WriteString("S", "K", "two\nlines"), EKorvelError);
+    EXPECT_THROW(store.WriteString("S", "a=b", "v"), EKorvelError);
+    EXPECT_THROW(store.WriteString("S", "", "v"), EKorvelError);
+    EXPECT_THROW(store.WriteString("S]", "K", "v"), EKorvelError);
+    EXPECT_THROW(store.WriteFloat("S", "K", std::numeric_limits<double>::quiet_NaN()), EKorvelError);
+    EXPECT_EQ(ReadAll(file), before);
+}
+
+TEST_F(IniStoreTest, UnusableLocationsGiveAMessageNamingTheFile) {
+    WriteAll(dir.File("plain"), "not a folder");
+    const TIniStore underFile(dir.File("plain/KorvelLib.ini"));
+    try {
+        underFile.WriteString("S", "K", "v");
+        FAIL() << "writing below a plain file must fail";
+    } catch (const EKorvelError& e) {
+        EXPECT_NE(std::string(e.what()).find(dir.File("plain/KorvelLib.ini")), std::string::npos) << e.what();
+    }
+
+    fs::create_directory(dir.File("folder.ini"));
+    const TIniStore onFolder(dir.File("folder.ini"));
+    EXPECT_THROW(onFolder.ReadString("S", "K", ""), EKorvelError);
+    EXPECT_THROW(onFolder.WriteString("S", "K", "v"), EKorvelError);
+    EXPECT_TRUE(fs::is_directory(dir.File("folder.ini")));
+}
+
+TEST(KeyPathTest, SubKeysNameASiblingFile) {
+    EXPECT_EQ(IniFileNameForKeyPath("/cfg/KorvelLib.ini"), "/cfg/KorvelLib.ini");
+    EXPECT_EQ(IniFileNameForKeyPath("/cfg/KorvelLib.ini\\Scale"), "/cfg/KorvelLib.Scale.ini");
+    EXPECT_EQ(IniFileNameForKeyPath("/cfg/KorvelLib.INI/Scale"), "/cfg/KorvelLib.Scale.INI");
+    EXPECT_EQ(IniFileNameForKeyPath("/cfg/KorvelLib.ini\\A\\\\B\\"), "/cfg/KorvelLib.A.B.ini");
+    // A folder named like an INI file further up is not a split point.
+    EXPECT_EQ(IniFileNameForKeyPath("/x.ini/KorvelLib.ini"), "/x.ini/KorvelLib.ini");
+    EXPECT_EQ(IniFileNameForKeyPath("/x.ini/KorvelLib.ini\\Scale"), "/x.ini/KorvelLib.Scale.ini");
+    EXPECT_EQ(IniFileNameForKeyPath("/cfg/settings.txt"), "/cfg/settings.txt");
+}
+
+TEST_F(IniStoreTest, SubStoreUsesItsOwnFile) {
+    const TIniStore scale(file + "\\Scale");
+    EXPECT_EQ(scale.FileName(), dir.File("KorvelLib.Scale.ini"));
+    scale.WriteInteger("EmisLib", "YMax", 100000);
+    store.WriteInteger("EmisLib", "YMax", 5);
+    EXPECT_EQ(scale.ReadInteger("EmisLib", "YMax", 0), 100000);
+    EXPECT_EQ(store.ReadInteger("EmisLib", "YMax", 0), 5);
+}
+
+} // namespace
+} // namespace korvel

@@ -1,0 +1,51 @@
+#include "platform/settings/PathType.h"
+
+#include <gtest/gtest.h>
+
+namespace korvel {
+namespace {
+
+constexpr auto kSystem = TLibPathType::System;
+constexpr auto kGlobal = TLibPathType::Global;
+constexpr auto kProject = TLibPathType::Project;
+
+struct Case {
+    const char* name;
+    const char* global;
+    TLibPathType expected;
+};
+
+TEST(PathTypeTest, FolderPartDecides) {
+    const Case cases[] = {
+        // No folder at all.
+        {"Emis.abs", "/data/global/", kSystem},
+        {"", "/data/global/", kSystem},
+        // The system/libs segment, any case, either separator, even mixed.
+        {"/usr/share/korvel/system/libs/Emis.abs", "/data/global/", kSystem},
+        {"C:\\Korvel\\SYSTEM\\Libs\\Emis.abs", "/data/global/", kSystem},
+        {"/opt/System\\libs/Emis.abs", "/data/global/", kSystem},
+        {"/opt/system/libs/", "", kSystem},
+        // Segments must be whole: no partial names on either side.
+        {"/opt/system/libsx/Emis.abs", "/data/global/", kProject},
+        {"/opt/mysystem/libs/Emis.abs", "/data/global/", kProject},
+        // A folder without trailing separator is taken as a file name; its parent is the folder.
+        {"/opt/system/libs", "/data/global/", kProject},
+        // Below the global folder, in any case and either separator.
+        {"/data/global/Emis.abs", "/data/global/", kGlobal},
+        {"/DATA/Global/sub/Emis.abs", "/data/global/", kGlobal},
+        {"\\data\\global\\Emis.abs", "/data/global/", kGlobal},
+        {"/data/globalX/Emis.abs", "/data/global/", kProject},
+        // The system segment beats the global folder.
+        {"/data/global/system/libs/Emis.abs", "/data/global/", kSystem},
+        // Without a global folder everything else is a project.
+        {"/data/global/Emis.abs", "", kProject},
+        {"/home/ann/project/Emis.abs", "/data/global/", kProject},
+        {"/home/Änne/PROJEKT/Emis.abs", "/home/änne/projekt/", kGlobal},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(GetPathTypeByName(c.name, c.global), c.expected) << c.name << " with global " << c.global;
+    }
+}
+
+} // namespace
+} // namespace korvel
