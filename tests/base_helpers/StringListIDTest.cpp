@@ -1,0 +1,42 @@
+#include "platform/base/StringListID.h"
+
+#include <gtest/gtest.h>
+
+namespace korvel {
+namespace {
+
+TEST(StringListIDTest, LooksUpIdsAndNames) {
+    TStringListID list;
+    EXPECT_EQ(list.GetID(0), -1);
+    EXPECT_EQ(list.GetName(1), "");
+
+    list.AddStringID("Pkw", 7);
+    list.AddStringID("Lkw", 3);
+    list.AddStringID("Lkw doppelt", 3);
+    list.AddStringID("Krad", -5);
+
+    EXPECT_EQ(list.GetID(0), 7);
+    EXPECT_EQ(list.GetID(3), -5);
+    EXPECT_EQ(list.GetID(4), -1);
+    EXPECT_EQ(list.GetID(-1), -1);
+    EXPECT_EQ(list.GetName(3), "Lkw"); // the first entry with the id
+    EXPECT_EQ(list.GetName(-5), "Krad");
+    EXPECT_EQ(list.GetName(99), "");
+    EXPECT_EQ(list.IndexOfID(3), 1);
+    EXPECT_EQ(list.IndexOfID(99), -1);
+}
+
+TEST(StringListIDTest, InitItemsReplacesTheItemsInOrder) {
+    TStringListID list;
+    list.AddStringID("b", 2);
+    list.AddStringID("a", 1);
+    std::vector<std::string> items{"old"};
+    list.InitItems(items);
+    EXPECT_EQ(items, (std::vector<std::string>{"b", "a"}));
+    list.Clear();
+    list.InitItems(items);
+    EXPECT_TRUE(items.empty());
+}
+
+} // namespace
+} // namespace korvel
