@@ -1,0 +1,93 @@
+#pragma once
+
+// A chart as data only: series of points, two axes, a title. The renderer draws it.
+
+#include "platform/ui/Control.h"
+#include "platform/ui/UiTypes.h"
+
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace korvel {
+
+// skStep draws each value as a level up to the next point (band spectra); skPolar takes X as the angle in
+// degrees and Y as the radius (directivity).
+enum TSeriesKind : std::uint8_t { skStep, skLine, skArea, skBar, skPolar };
+enum TAxisKind : std::uint8_t { akLinear, akLogarithmic };
+
+struct TChartPoint {
+    double X = 0;
+    double Y = 0;
+    bool operator==(const TChartPoint&) const = default;
+};
+
+struct TChartSeries {
+    std::string Name;
+    TSeriesKind Kind = skLine;
+    TColor Color = clDefault;
+    bool Visible = true;
+    std::vector<TChartPoint> Points;
+    bool operator==(const TChartSeries&) const = default;
+};
+
+struct TChartAxis {
+    TAxisKind Kind = akLinear;
+    std::string Title;
+    bool AutoRange = true; // else Min and Max hold
+    double Min = 0;
+    double Max = 1;
+    // printf style with exactly one floating-point conversion, e.g. "%.0f Hz" or "%g".
+    std::string LabelFormat = "%g";
+    bool operator==(const TChartAxis&) const = default;
+};
+
+// Throws EKorvelError unless the format has exactly one %f/%e/%g conversion (flags, width, precision allowed)
+// and nothing else but text and "%%".
+void CheckLabelFormat(const std::string& format);
+// Formats one axis label with a checked format.
+std::string FormatAxisLabel(const std::string& format, double value);
+
+class TChart : public TControl {
+public:
+    using TControl::TControl;
+    std::string_view ClassName() const override { return "TChart"; }
+
+    const std::string& Title() const { return title_; }
+    void SetTitle(std::string title) { Assign(title_, std::move(title), TChangeKind::Caption); }
+    bool LegendVisible() const { return legendVisible_; }
+    void SetLegendVisible(bool visible) { Assign(legendVisible_, visible, TChangeKind::Style); }
+
+    const TChartAxis& BottomAxis() const { return bottomAxis_; }
+    const TChartAxis& LeftAxis() const { return leftAxis_; }
+    // Throw EKorvelError on a bad label format, a fixed range with Min >= Max, a non-finite limit, or a fixed
+    // logarithmic range that does not stay above zero.
+    void SetBottomAxis(TChartAxis axis);
+    void SetLeftAxis(TChartAxis axis);
+
+    int SeriesCount() const { return static_cast<int>(series_.size()); }
+    const TChartSeries& Series(int index) const;
+    // Returns the new series' index.
+    int AddSeries(TChartSeries series);
+    void SetSeriesPoints(int index, std::vector<TChartPoint> points);
+    void SetSeriesVisible(int index, bool visible);
+    void DeleteSeries(int index);
+    void ClearSeries();
+
+    // The extent of the visible finite data along X (horizontal) or Y; points that a logarithmic axis cannot
+    // show (<= 0) are left out. Empty when there is nothing to show.
+    std::optional<std::pair<double, double>> DataRange(bool horizontal) const;
+
+private:
+    void CheckAxis(const TChartAxis& axis, const char* which) const;
+    TChartSeries& At(int index);
+
+    std::string title_;
+    bool legendVisible_ = true;
+    TChartAxis bottomAxis_;
+    TChartAxis leftAxis_;
+    std::vector<TChartSeries> series_;
+};
+
+} // namespace korvel
