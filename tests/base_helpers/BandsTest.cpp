@@ -67,11 +67,5 @@ TEST(BandsTest, OctaveBandsAreEveryThirdBandFrom31_5Hz) {
     EXPECT_FALSE(IsOctaveBand(45));
 }
 
-TEST(BandsTest, EmptyBandLevel) {
-    EXPECT_TRUE(IsEmptyBandLevel(-199.0));
-    EXPECT_TRUE(IsEmptyBandLevel(-1000.0));
-    EXPECT_FALSE(IsEmptyBandLevel(-198.9));
-}
-
 } // namespace
 } // namespace korvel
