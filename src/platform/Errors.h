@@ -18,6 +18,8 @@ public:
 };
 
 // Throws EAbort; named after the classic call so event handlers read naturally.
-[[noreturn]] inline void Abort() { throw EAbort(); }
+[[noreturn]] inline void Abort() {
+    throw EAbort();
+}
 
 } // namespace korvel

@@ -1,0 +1,88 @@
+#pragma once
+
+#include "platform/db/FieldDefs.h"
+#include "platform/db/Sqlite.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace korvel::db {
+
+class TRestructure;
+
+// One library file: a SQLite database holding the library's tables, the declarations of their fields and
+// indexes, and nothing the stock sqlite3 tool cannot read.
+class TDatabase {
+public:
+    explicit TDatabase(std::string fileName = {});
+    ~TDatabase();
+    TDatabase(const TDatabase&) = delete;
+    TDatabase& operator=(const TDatabase&) = delete;
+
+    const std::string& FileName() const { return fileName_; }
+    void SetFileName(std::string fileName);
+
+    // The database-wide read-only switch. A read-only database is opened read-only by SQLite itself, so no
+    // code path can change the file. Switching an open database reopens it.
+    bool ReadOnly() const { return readOnly_; }
+    void SetReadOnly(bool readOnly);
+
+    // Opens the file; with create, a missing file is made. Throws EDatabaseError with a clear text for a file
+    // that is missing, locked, damaged or not a library.
+    void Open(bool create = false);
+    void Close();
+    bool Active() const { return conn_.IsOpen(); }
+    bool FileExists() const;
+
+    // Closes the database and removes its file together with SQLite's journal files.
+    void DeleteDatabase();
+
+    bool TableExists(const std::string& tableName);
+    std::vector<std::string> TableNames();
+    void CreateTable(const std::string& tableName, const TTableDef& def);
+    void DeleteTable(const std::string& tableName);
+    // Declarations of a table: the stored ones, or ones read from SQLite's schema for a foreign table.
+    TTableDef ReadTableDef(const std::string& tableName);
+
+    // Applies a restructure in one transaction. On failure nothing has changed and the returned text says
+    // why.
+    std::optional<std::string> Restructure(const std::string& tableName, const TRestructure& change);
+
+    // The number the next stored element of an autoincrement table will receive.
+    std::int64_t NextAutoIncValue(const std::string& tableName);
+
+    // Explicit transactions for bulk work; nested calls are counted, only the outermost one commits.
+    void StartTransaction();
+    void Commit();
+    void Rollback();
+    bool InTransaction() const { return transactionDepth_ > 0; }
+
+    TSqliteConnection& Connection();
+
+    // Changes by any cursor of this database or by another connection to the file; cursors compare it with
+    // what they cached.
+    std::uint64_t ChangeStamp();
+    void NoteLocalChange() { ++localChanges_; }
+
+    // Open cursors register themselves so a restructure can refuse to pull a table from under one.
+    void RegisterCursor(const std::string& tableName);
+    void UnregisterCursor(const std::string& tableName);
+
+private:
+    void EnsureMetadata();
+    void RebuildCollationKeysIfStale();
+    void ExecWrite(const std::string& sql);
+
+    std::string fileName_;
+    bool readOnly_ = false;
+    TSqliteConnection conn_;
+    std::unique_ptr<TStatement> dataVersion_;
+    std::uint64_t localChanges_ = 0;
+    int transactionDepth_ = 0;
+    std::vector<std::string> openCursors_;
+};
+
+} // namespace korvel::db

@@ -1,0 +1,443 @@
+#include "platform/db/Table.h"
+
+#include "platform/Errors.h"
+#include "platform/db/Binding.h"
+#include "platform/db/Collation.h"
+#include "platform/db/DbErrors.h"
+#include "platform/db/Schema.h"
+
+#include <algorithm>
+
+namespace korvel::db {
+
+namespace {
+
+const TValue kNullValue{};
+
+} // namespace
+
+TTable::TTable(std::shared_ptr<TDatabase> database, std::string tableName)
+    : database_(std::move(database)), tableName_(std::move(tableName)) {}
+
+TTable::~TTable() {
+    try {
+        Close();
+    } catch (...) {
+        // Destruction must not throw; an unsaved edit is discarded.
+    }
+}
+
+void TTable::SetDatabase(std::shared_ptr<TDatabase> database) {
+    if (Active()) {
+        throw EDatabaseError("Cannot change the database of an open table");
+    }
+    database_ = std::move(database);
+}
+
+void TTable::SetTableName(std::string name) {
+    if (Active()) {
+        throw EDatabaseError("Cannot change the name of an open table");
+    }
+    tableName_ = std::move(name);
+}
+
+bool TTable::Exists() const {
+    if (!database_ || tableName_.empty()) {
+        return false;
+    }
+    if (!database_->Active() && !database_->FileExists()) {
+        return false;
+    }
+    return database_->TableExists(tableName_);
+}
+
+void TTable::CreateTable() {
+    if (!database_) {
+        throw EDatabaseError("The table \"" + tableName_ + "\" has no database");
+    }
+    if (!database_->Active()) {
+        database_->Open(true);
+    }
+    database_->CreateTable(tableName_, defs_);
+}
+
+void TTable::DeleteTable() {
+    if (Active()) {
+        Close();
+    }
+    database_->DeleteTable(tableName_);
+}
+
+void TTable::EmptyTable() {
+    CheckWritable();
+    if (state_ == TDataSetState::Edit || state_ == TDataSetState::Insert) {
+        Cancel();
+    }
+    database_->Connection().Exec("DELETE FROM " + QuoteIdent(tableName_));
+    database_->NoteLocalChange();
+    Invalidate();
+    ShowNothing();
+    Notify(TDataEvent::DataSetChange);
+}
+
+void TTable::Open() {
+    if (Active()) {
+        return;
+    }
+    if (!database_) {
+        throw EDatabaseError("The table \"" + tableName_ + "\" has no database");
+    }
+    Fire(BeforeOpen);
+    database_->Open(false);
+    defs_ = database_->ReadTableDef(tableName_);
+    fields_.clear();
+    for (size_t i = 0; i < defs_.Fields.size(); ++i) {
+        fields_.push_back(std::make_unique<TField>(*this, static_cast<int>(i), defs_.Fields[i]));
+    }
+    keyedFields_ = schema::KeyedFields(defs_);
+    if (!indexName_.empty() && !defs_.FindIndex(indexName_)) {
+        indexName_.clear();
+    }
+    compiledFilter_.reset();
+    database_->RegisterCursor(tableName_);
+    state_ = TDataSetState::Browse;
+    try {
+        RebuildSql();
+        First();
+    } catch (...) {
+        database_->UnregisterCursor(tableName_);
+        state_ = TDataSetState::Inactive;
+        sql_.reset();
+        statements_.clear();
+        throw;
+    }
+    Notify(TDataEvent::DataSetChange);
+    Fire(AfterOpen);
+}
+
+void TTable::Close() {
+    if (!Active()) {
+        return;
+    }
+    Fire(BeforeClose);
+    // An open edit is discarded: closing never stores a record nobody confirmed.
+    editBuffer_ = TRecord{};
+    modified_.clear();
+    statements_.clear();
+    sql_.reset();
+    window_.clear();
+    Invalidate();
+    database_->UnregisterCursor(tableName_);
+    state_ = TDataSetState::Inactive;
+    Notify(TDataEvent::DataSetChange);
+    Fire(AfterClose);
+}
+
+bool TTable::CanModify() const {
+    return Active() && database_ && !database_->ReadOnly();
+}
+
+bool TTable::Modified() const {
+    return std::find(modified_.begin(), modified_.end(), true) != modified_.end();
+}
+
+void TTable::CheckActive() const {
+    if (!Active()) {
+        throw EDatabaseError("The table \"" + tableName_ + "\" is not open");
+    }
+}
+
+void TTable::CheckWritable() const {
+    CheckActive();
+    if (!CanModify()) {
+        throw EDatabaseError("The library \"" + database_->FileName() + "\" is read-only");
+    }
+}
+
+TField& TTable::Fields(int index) {
+    if (index < 0 || index >= FieldCount()) {
+        throw EDatabaseError("Table \"" + tableName_ + "\" has no field " + std::to_string(index));
+    }
+    return *fields_[static_cast<size_t>(index)];
+}
+
+TField* TTable::FindField(std::string_view name) {
+    for (auto& f : fields_) {
+        if (SameName(f->FieldName(), name)) {
+            return f.get();
+        }
+    }
+    return nullptr;
+}
+
+TField& TTable::FieldByName(std::string_view name) {
+    if (TField* f = FindField(name)) {
+        return *f;
+    }
+    throw EDatabaseError("Table \"" + tableName_ + "\" has no field \"" + std::string(name) + "\"");
+}
+
+const TValue& TTable::ValueAt(int index) const {
+    auto i = static_cast<size_t>(index);
+    if (state_ == TDataSetState::Edit || state_ == TDataSetState::Insert) {
+        return i < editBuffer_.Values.size() ? editBuffer_.Values[i] : kNullValue;
+    }
+    if (candidate_) {
+        return i < candidate_->Values.size() ? candidate_->Values[i] : kNullValue;
+    }
+    if (current_ < window_.size() && i < window_[current_].Values.size()) {
+        return window_[current_].Values[i];
+    }
+    return kNullValue;
+}
+
+void TTable::SetValueAt(int index, TValue value) {
+    if (state_ != TDataSetState::Edit && state_ != TDataSetState::Insert) {
+        throw EDatabaseError("The table \"" + tableName_ + "\" is not in edit or insert mode");
+    }
+    auto i = static_cast<size_t>(index);
+    if (defs_.Fields[i].DataType == TFieldType::AutoInc && state_ == TDataSetState::Edit) {
+        throw EDatabaseError("The element number of a stored record cannot be changed");
+    }
+    if (editBuffer_.Values[i] == value) {
+        return;
+    }
+    editBuffer_.Values[i] = std::move(value);
+    modified_[i] = true;
+    Notify(TDataEvent::FieldChange, fields_[i].get());
+}
+
+void TTable::SetState(TDataSetState state) {
+    if (state_ != state) {
+        state_ = state;
+        Notify(TDataEvent::StateChange);
+    }
+}
+
+void TTable::Fire(const TNotify& handler) {
+    if (handler) {
+        handler(*this);
+    }
+}
+
+int TTable::AddObserver(TObserver observer) {
+    int id = nextObserverId_++;
+    observers_.emplace(id, std::move(observer));
+    return id;
+}
+
+void TTable::RemoveObserver(int id) {
+    observers_.erase(id);
+}
+
+void TTable::EnableControls() {
+    if (controlsDisabled_ > 0 && --controlsDisabled_ == 0) {
+        Notify(TDataEvent::DataSetChange);
+    }
+}
+
+void TTable::Notify(TDataEvent event, const TField* field) {
+    if (controlsDisabled_ > 0) {
+        return;
+    }
+    // Observers may remove themselves while being told.
+    auto copy = observers_;
+    for (auto& [id, observer] : copy) {
+        observer(event, field);
+    }
+}
+
+void TTable::CheckBrowseMode() {
+    CheckActive();
+    if (state_ == TDataSetState::Edit || state_ == TDataSetState::Insert) {
+        if (Modified()) {
+            Post();
+        } else {
+            Cancel();
+        }
+    }
+}
+
+void TTable::Edit() {
+    CheckActive();
+    if (state_ == TDataSetState::Edit || state_ == TDataSetState::Insert) {
+        return;
+    }
+    CheckWritable();
+    if (current_ >= window_.size()) {
+        Append();
+        return;
+    }
+    Fire(BeforeEdit);
+    editBuffer_ = window_[current_];
+    modified_.assign(defs_.Fields.size(), false);
+    SetState(TDataSetState::Edit);
+    Fire(AfterEdit);
+}
+
+void TTable::Append() {
+    Insert();
+}
+
+void TTable::Insert() {
+    CheckBrowseMode();
+    CheckWritable();
+    Fire(BeforeInsert);
+    editBuffer_ = TRecord{};
+    editBuffer_.Values.assign(defs_.Fields.size(), TValue{});
+    modified_.assign(defs_.Fields.size(), false);
+    SetState(TDataSetState::Insert);
+    try {
+        Fire(OnNewRecord);
+    } catch (...) {
+        editBuffer_ = TRecord{};
+        modified_.clear();
+        SetState(TDataSetState::Browse);
+        throw;
+    }
+    Notify(TDataEvent::RecordChange);
+    Fire(AfterInsert);
+}
+
+void TTable::Post() {
+    CheckActive();
+    if (state_ != TDataSetState::Edit && state_ != TDataSetState::Insert) {
+        return;
+    }
+    Fire(BeforePost); // EAbort from here keeps the edit state
+    for (size_t i = 0; i < defs_.Fields.size(); ++i) {
+        const auto& f = defs_.Fields[i];
+        if (f.Required && f.DataType != TFieldType::AutoInc && IsNull(editBuffer_.Values[i])) {
+            throw EDatabaseError("Field \"" + f.Name + "\" must have a value");
+        }
+    }
+    WriteRecord();
+    editBuffer_ = TRecord{};
+    modified_.clear();
+    SetState(TDataSetState::Browse);
+    Notify(TDataEvent::RecordChange);
+    Fire(AfterPost);
+}
+
+void TTable::WriteRecord() {
+    CheckWritable();
+    auto& conn = database_->Connection();
+    bool inserting = state_ == TDataSetState::Insert;
+    std::vector<std::string> columns;
+    std::vector<TValue> values;
+    for (size_t i = 0; i < defs_.Fields.size(); ++i) {
+        const auto& f = defs_.Fields[i];
+        bool write =
+            inserting ? (f.DataType != TFieldType::AutoInc || modified_[i]) && !IsNull(editBuffer_.Values[i])
+                      : modified_[i];
+        if (write) {
+            columns.push_back(QuoteIdent(f.Name));
+            values.push_back(editBuffer_.Values[i]);
+        }
+    }
+    for (const auto& keyed : keyedFields_) {
+        int i = defs_.FieldIndex(keyed);
+        if (inserting || modified_[static_cast<size_t>(i)]) {
+            columns.push_back(QuoteIdent(schema::KeyColumn(keyed)));
+            const TValue& v = editBuffer_.Values[static_cast<size_t>(i)];
+            const auto* s = std::get_if<std::string>(&v);
+            values.push_back(CollationKey(s ? *s : std::string()));
+        }
+    }
+
+    std::int64_t rowid = editBuffer_.RowId;
+    if (inserting) {
+        std::string sql = "INSERT INTO " + QuoteIdent(tableName_);
+        if (columns.empty()) {
+            sql += " DEFAULT VALUES";
+        } else {
+            std::string names, marks;
+            for (size_t i = 0; i < columns.size(); ++i) {
+                names += (i ? ", " : "") + columns[i];
+                marks += i ? ", ?" : "?";
+            }
+            sql += " (" + names + ") VALUES (" + marks + ")";
+        }
+        TStatement& st = Prepared(sql);
+        for (size_t i = 0; i < values.size(); ++i) {
+            BindValue(st, static_cast<int>(i) + 1, values[i]);
+        }
+        try {
+            st.Run();
+        } catch (const EDatabaseError& e) {
+            st.Reset();
+            std::string what = e.what();
+            if (defs_.Fields[0].DataType == TFieldType::AutoInc && modified_[0] &&
+                what.find("UNIQUE constraint failed: " + tableName_ + "." + defs_.Fields[0].Name) !=
+                    std::string::npos) {
+                throw EDatabaseError("The element number " + Fields(0).AsString() + " already exists");
+            }
+            throw;
+        }
+        st.Reset();
+        rowid = conn.LastInsertRowId();
+    } else if (!columns.empty()) {
+        std::string sql = "UPDATE " + QuoteIdent(tableName_) + " SET ";
+        for (size_t i = 0; i < columns.size(); ++i) {
+            sql += (i ? ", " : "") + columns[i] + " = ?";
+        }
+        sql += " WHERE rowid = ?";
+        TStatement st(conn.Handle(), sql);
+        for (size_t i = 0; i < values.size(); ++i) {
+            BindValue(st, static_cast<int>(i) + 1, values[i]);
+        }
+        st.Bind(static_cast<int>(values.size()) + 1, rowid);
+        st.Run();
+        if (conn.Changes() == 0) {
+            throw EDatabaseError("The record was deleted by another user; it cannot be stored");
+        }
+    }
+    database_->NoteLocalChange();
+    Invalidate();
+    auto stored = FetchByRowId(rowid);
+    if (stored) {
+        ShowRecord(std::move(*stored), std::nullopt);
+    }
+}
+
+void TTable::Cancel() {
+    CheckActive();
+    if (state_ != TDataSetState::Edit && state_ != TDataSetState::Insert) {
+        return;
+    }
+    Fire(BeforeCancel);
+    editBuffer_ = TRecord{};
+    modified_.clear();
+    SetState(TDataSetState::Browse);
+    Notify(TDataEvent::RecordChange);
+    Fire(AfterCancel);
+}
+
+void TTable::Delete() {
+    CheckActive();
+    if (state_ == TDataSetState::Insert) {
+        Cancel();
+        return;
+    }
+    if (state_ == TDataSetState::Edit) {
+        Cancel();
+    }
+    CheckWritable();
+    if (current_ >= window_.size()) {
+        throw EDatabaseError("The table \"" + tableName_ + "\" has no record to delete");
+    }
+    Fire(BeforeDelete);
+    TRecord gone = window_[current_];
+    TStatement& st = Prepared("DELETE FROM " + QuoteIdent(tableName_) + " WHERE rowid = ?");
+    st.Bind(1, gone.RowId);
+    st.Run();
+    st.Reset();
+    database_->NoteLocalChange();
+    Invalidate();
+    Reposition(gone);
+    Notify(TDataEvent::DataSetChange);
+    Fire(AfterDelete);
+    Fire(AfterScroll);
+}
+
+} // namespace korvel::db

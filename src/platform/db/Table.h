@@ -1,0 +1,230 @@
+#pragma once
+
+#include "platform/db/CursorSql.h"
+#include "platform/db/Database.h"
+#include "platform/db/Field.h"
+#include "platform/db/FieldDefs.h"
+#include "platform/db/FilterExpression.h"
+#include "platform/db/Value.h"
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace korvel::db {
+
+enum class TDataSetState { Inactive, Browse, Edit, Insert };
+
+// What a data-aware observer is told.
+enum class TDataEvent { RecordChange, FieldChange, StateChange, DataSetChange };
+
+enum TLocateOption : unsigned { loCaseInsensitive = 1, loPartialKey = 2 };
+enum TFilterOption : unsigned { foCaseInsensitive = 1, foNoPartialCompare = 2 };
+
+// One record as read from the file: its rowid, its field values and the key values of the cursor order.
+struct TRecord {
+    std::int64_t RowId = 0;
+    std::vector<TValue> Values;
+    std::vector<TValue> Keys;
+};
+
+using TBookmark = std::int64_t;
+
+// A cursor over one table of a library, with the behaviour of a classic dataset: named indexes, navigation,
+// edit states, events, filters and key searches. It never holds the table in memory: it keeps a small
+// window of records around the current one and moves by keyset queries. Positional access (RecNo, rows
+// for a list) uses the ordered rowids, read from the index on first need and dropped on any change.
+class TTable {
+public:
+    using TNotify = std::function<void(TTable&)>;
+    using TFilterRecord = std::function<bool(TTable&)>;
+    using TObserver = std::function<void(TDataEvent, const TField*)>;
+
+    TTable() = default;
+    TTable(std::shared_ptr<TDatabase> database, std::string tableName);
+    ~TTable();
+    TTable(const TTable&) = delete;
+    TTable& operator=(const TTable&) = delete;
+
+    // --- binding and table maintenance
+    void SetDatabase(std::shared_ptr<TDatabase> database);
+    TDatabase* Database() const { return database_.get(); }
+    const std::shared_ptr<TDatabase>& DatabasePtr() const { return database_; }
+    const std::string& TableName() const { return tableName_; }
+    void SetTableName(std::string name);
+
+    // Field and index declarations: filled in before CreateTable, read from the file by Open.
+    TTableDef& Defs() { return defs_; }
+    const TTableDef& Defs() const { return defs_; }
+    const std::vector<TIndexDef>& IndexDefs() const { return defs_.Indexes; }
+
+    bool Exists() const;
+    void CreateTable();
+    void DeleteTable();
+    void EmptyTable();
+
+    // --- lifecycle and state
+    void Open();
+    void Close();
+    bool Active() const { return state_ != TDataSetState::Inactive; }
+    TDataSetState State() const { return state_; }
+    bool CanModify() const;
+    bool Modified() const;
+
+    int Tag = 0;
+
+    // --- fields of the current record
+    int FieldCount() const { return static_cast<int>(fields_.size()); }
+    TField& Fields(int index);
+    TField& FieldByName(std::string_view name);
+    TField* FindField(std::string_view name);
+
+    // --- order
+    const std::string& IndexName() const { return indexName_; }
+    // Switches the order; the current record stays current. An empty name orders by rowid.
+    void SetIndexName(const std::string& name);
+
+    // --- navigation
+    void First();
+    void Last();
+    void Next();
+    void Prior();
+    int MoveBy(int distance);
+    bool Bof() const { return bof_; }
+    bool Eof() const { return eof_; }
+    bool IsEmpty();
+    std::int64_t RecordCount();
+    // 1-based position of the current record in the cursor order; 0 when there is none.
+    std::int64_t RecNo();
+    void SetRecNo(std::int64_t recNo);
+    void Refresh();
+
+    TBookmark GetBookmark() const;
+    bool BookmarkValid(TBookmark bookmark);
+    bool GotoBookmark(TBookmark bookmark);
+
+    // --- editing
+    void Edit();
+    void Append();
+    void Insert();
+    // Stores the record. A before-post handler that throws EAbort refuses the store: the table stays in its
+    // edit state and the EAbort reaches the caller.
+    void Post();
+    void Cancel();
+    void Delete();
+
+    // --- searches on the current index (FindKey, FindNearest) and on any fields (Locate)
+    bool FindKey(const std::vector<TValue>& keyValues);
+    void FindNearest(const std::vector<TValue>& keyValues);
+    bool Locate(const std::string& fieldNames, const std::vector<TValue>& values, unsigned options = 0);
+
+    // --- filtering
+    const std::string& Filter() const { return filterText_; }
+    void SetFilter(const std::string& text);
+    bool Filtered() const { return filtered_; }
+    void SetFiltered(bool filtered);
+    unsigned FilterOptions() const { return filterOptions_; }
+    void SetFilterOptions(unsigned options);
+    // A per-record test applied on top of the filter expression while Filtered is on.
+    void SetOnFilterRecord(TFilterRecord callback);
+    bool HasFilterRecord() const { return static_cast<bool>(onFilterRecord_); }
+
+    // --- rows for a list: a window of records by position, reading only the named fields
+    struct TRow {
+        std::int64_t RowId = 0;
+        std::vector<TValue> Values;
+    };
+    std::vector<TRow> ReadRows(std::int64_t first, std::int64_t count, const std::vector<int>& fieldIndexes);
+
+    // --- events
+    TNotify BeforeOpen, AfterOpen, BeforeClose, AfterClose;
+    TNotify BeforeInsert, AfterInsert, OnNewRecord;
+    TNotify BeforeEdit, AfterEdit;
+    TNotify BeforePost, AfterPost;
+    TNotify BeforeCancel, AfterCancel;
+    TNotify BeforeDelete, AfterDelete;
+    TNotify BeforeScroll, AfterScroll;
+
+    // Data-aware observers (lists, bound controls); silenced between DisableControls and EnableControls.
+    int AddObserver(TObserver observer);
+    void RemoveObserver(int id);
+    void DisableControls() { ++controlsDisabled_; }
+    void EnableControls();
+    bool ControlsDisabled() const { return controlsDisabled_ > 0; }
+
+    // --- used by TField
+    const TValue& ValueAt(int index) const;
+    void SetValueAt(int index, TValue value);
+
+private:
+    enum class KeyKind { RowId, Collation, Text, Numeric };
+
+    void CheckActive() const;
+    void CheckWritable() const;
+    void CheckBrowseMode();
+    void SetState(TDataSetState state);
+    void Notify(TDataEvent event, const TField* field = nullptr);
+    void Fire(const TNotify& handler);
+
+    // query plumbing
+    void Invalidate();
+    void CheckStamp();
+    void RebuildSql();
+    TStatement& Prepared(const std::string& sql);
+    void BindFilter(TStatement& st, int& index) const;
+    void BindKeyset(TStatement& st, int& index, const TRecord& from) const;
+    TRecord ReadRecord(TStatement& st) const;
+    bool Accepts(const TRecord& record);
+    std::vector<TRecord> FetchPage(bool forward, const TRecord* from, int limit);
+    std::optional<TRecord> FetchOne(const std::string& sql, const std::vector<TValue>& params);
+    std::optional<TRecord> FetchByRowId(std::int64_t rowid);
+    void ShowRecord(TRecord record, std::optional<std::int64_t> position);
+    void ShowNothing();
+    bool MoveTo(bool forward);
+    void EnsureRowIds();
+    std::vector<KeyKind> SearchKeyKinds() const;
+    TValue KeyValue(KeyKind kind, const TValue& value, const TFieldDef* field) const;
+    void Reposition(const TRecord& gone);
+    void WriteRecord();
+
+    std::shared_ptr<TDatabase> database_;
+    std::string tableName_;
+    TTableDef defs_;
+    std::vector<std::unique_ptr<TField>> fields_;
+    std::vector<std::string> keyedFields_;
+    TDataSetState state_ = TDataSetState::Inactive;
+
+    std::string indexName_;
+    std::string filterText_;
+    bool filtered_ = false;
+    unsigned filterOptions_ = 0;
+    TFilterRecord onFilterRecord_;
+    std::optional<TCompiledFilter> compiledFilter_;
+    std::unique_ptr<TCursorSql> sql_;
+    std::map<std::string, std::unique_ptr<TStatement>> statements_;
+
+    // The window of records around the current one, in cursor order.
+    std::vector<TRecord> window_;
+    size_t current_ = 0;
+    bool bof_ = true;
+    bool eof_ = true;
+    std::optional<std::int64_t> position_;
+    std::uint64_t stamp_ = 0;
+    std::optional<std::int64_t> count_;
+    std::optional<std::vector<std::int64_t>> rowIds_;
+
+    // The record being edited or inserted, and which fields were changed.
+    TRecord editBuffer_;
+    std::vector<bool> modified_;
+    const TRecord* candidate_ = nullptr;
+
+    std::map<int, TObserver> observers_;
+    int nextObserverId_ = 1;
+    int controlsDisabled_ = 0;
+};
+
+} // namespace korvel::db

@@ -1,0 +1,226 @@
+#include "DbFixture.h"
+#include "platform/db/DbErrors.h"
+#include "platform/db/Restructure.h"
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sqlite3.h>
+
+namespace korvel::test {
+
+using db::TValue;
+
+namespace {
+
+std::string ReadBytes(const std::string& file) {
+    std::ifstream in(file, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
+// A connection without any of the engine's functions, as the stock sqlite3 tool has.
+std::vector<std::string> PlainQuery(const std::string& file, const std::string& sql) {
+    sqlite3* raw = nullptr;
+    EXPECT_EQ(sqlite3_open_v2(file.c_str(), &raw, SQLITE_OPEN_READONLY, nullptr), SQLITE_OK);
+    std::vector<std::string> out;
+    char* err = nullptr;
+    int rc = sqlite3_exec(
+        raw, sql.c_str(),
+        [](void* target, int, char** values, char**) {
+            static_cast<std::vector<std::string>*>(target)->push_back(values[0] ? values[0] : "NULL");
+            return 0;
+        },
+        &out, &err);
+    EXPECT_EQ(rc, SQLITE_OK) << (err ? err : "");
+    sqlite3_free(err);
+    sqlite3_close(raw);
+    return out;
+}
+
+} // namespace
+
+TEST_F(DbFixture, RestructureAddsDropsAndResizesKeepingDataAndNumbers) {
+    Add("Ventilator", 2);
+    std::int64_t last = Add("Pumpe", 3);
+    table->Close();
+
+    auto err = db->Restructure("Elements", db::TRestructure()
+                                               .AddField({"Color", db::TFieldType::Integer, 0, false})
+                                               .DropField("Gruppen2")
+                                               .ResizeField("ElementName", 80));
+    ASSERT_FALSE(err) << *err;
+    table->Open();
+    EXPECT_TRUE(table->FindField("Color"));
+    EXPECT_FALSE(table->FindField("Gruppen2"));
+    EXPECT_EQ(table->FieldByName("ElementName").Size(), 80);
+    table->SetIndexName("EN");
+    EXPECT_EQ(Names(), (std::vector<std::string>{"Pumpe", "Ventilator"}));
+    ASSERT_TRUE(table->FindKey({TValue{std::string("PUMPE")}})); // keys rebuilt for the new table
+    EXPECT_EQ(table->FieldByName("Gruppen1").AsInteger(), 3);
+    table->Append();
+    table->FieldByName("ElementName").SetAsString("new");
+    table->Post();
+    EXPECT_GT(table->Fields(0).AsLargeInt(), last);
+}
+
+TEST_F(DbFixture, FailedRestructureLeavesTableAndDataIntact) {
+    Add("same");
+    Add("same");
+    Add("a much longer element name");
+    table->Close();
+    std::string before = PlainQuery(fileName, "SELECT group_concat(ElementName, '|') FROM Elements").at(0);
+
+    // A unique index over duplicate names fails only after the data was copied: all of it must roll back.
+    auto err = db->Restructure(
+        "Elements",
+        db::TRestructure().DropField("Kommentar").AddIndex({"UniqueName", {"ElementName"}, db::ixUnique}));
+    ASSERT_TRUE(err);
+    EXPECT_NE(err->find("UNIQUE"), std::string::npos) << *err;
+
+    err = db->Restructure("Elements", db::TRestructure().ResizeField("ElementName", 10));
+    ASSERT_TRUE(err);
+    EXPECT_NE(err->find("longer than 10"), std::string::npos) << *err;
+
+    table->Open();
+    EXPECT_TRUE(table->FindField("Kommentar"));
+    EXPECT_EQ(table->FieldByName("ElementName").Size(), 40);
+    EXPECT_EQ(table->IndexDefs().size(), 2u);
+    EXPECT_EQ(PlainQuery(fileName, "SELECT group_concat(ElementName, '|') FROM Elements").at(0), before);
+
+    // An open cursor is never restructured under its feet.
+    err = db->Restructure("Elements", db::TRestructure().DropField("Kommentar"));
+    ASSERT_TRUE(err);
+    EXPECT_TRUE(table->FindField("Kommentar"));
+}
+
+TEST_F(DbFixture, ReadOnlyDatabaseRefusesEveryWriteAndKeepsTheFileUnchanged) {
+    Add("a");
+    table->Close();
+    db->Close();
+    std::string bytes = ReadBytes(fileName);
+
+    auto ro = std::make_shared<db::TDatabase>(fileName);
+    ro->SetReadOnly(true);
+    db::TTable t(ro, "Elements");
+    t.Open();
+    EXPECT_FALSE(t.CanModify());
+    EXPECT_THROW(t.Edit(), db::EDatabaseError);
+    EXPECT_THROW(t.Append(), db::EDatabaseError);
+    EXPECT_THROW(t.Delete(), db::EDatabaseError);
+    EXPECT_THROW(t.EmptyTable(), db::EDatabaseError);
+    // Even SQL that bypasses the cursor is refused by SQLite itself.
+    EXPECT_THROW(ro->Connection().Exec("DELETE FROM Elements"), db::EDatabaseError);
+    EXPECT_THROW(ro->CreateTable("Other", ElementDef()), db::EDatabaseError);
+    EXPECT_TRUE(ro->Restructure("Elements", db::TRestructure().DropField("Kommentar")));
+    t.Close();
+    ro->Close();
+    EXPECT_EQ(ReadBytes(fileName), bytes);
+}
+
+TEST_F(DbFixture, SwitchingReadOnlyOnAnOpenDatabaseReopensIt) {
+    Add("a");
+    table->Close();
+    db->SetReadOnly(true);
+    EXPECT_TRUE(db->Active());
+    table->Open();
+    EXPECT_THROW(table->Edit(), db::EDatabaseError);
+    table->Close();
+    db->SetReadOnly(false);
+    table->Open();
+    table->Edit();
+    table->FieldByName("Gruppen1").SetAsInteger(1);
+    table->Post();
+}
+
+TEST_F(DbFixture, FileStaysReadableByStockSqlite) {
+    Add("Flügel", 3);
+    Add("ZAHN", 1);
+    EXPECT_EQ(PlainQuery(fileName, "PRAGMA integrity_check").at(0), "ok");
+    // Order by the stored keys without any custom collation or function.
+    EXPECT_EQ(PlainQuery(fileName, "SELECT ElementName FROM Elements ORDER BY _ck_ElementName"),
+              (std::vector<std::string>{"Flügel", "ZAHN"}));
+    EXPECT_EQ(PlainQuery(fileName,
+                         "SELECT type FROM korvel_fields WHERE tbl = 'Elements' AND name = 'ElementName'"),
+              std::vector<std::string>{"String"});
+    EXPECT_EQ(PlainQuery(fileName,
+                         "SELECT count(*) FROM sqlite_master WHERE sql LIKE '%COLLATE%' OR sql LIKE "
+                         "'%korvel_fold%' OR sql LIKE '%korvel_ckey%'")
+                  .at(0),
+              "0");
+}
+
+TEST_F(DbFixture, StaleCollationKeysAreRebuiltOnWritableOpen) {
+    Add("Flügel");
+    table->Close();
+    db->Connection().Exec("UPDATE Elements SET _ck_ElementName = X'00'; "
+                          "UPDATE korvel_meta SET value = 'older rules' WHERE key = 'collation'");
+    db->Close();
+    db->Open();
+    table->Open();
+    table->SetIndexName("EN");
+    EXPECT_TRUE(table->FindKey({TValue{std::string("flügel")}}));
+}
+
+TEST_F(DbFixture, DamagedOrForeignFilesGiveAClearMessage) {
+    std::string junk = dir.File("junk.abs");
+    std::ofstream(junk)
+        << "this is not a library, just some text that is long enough to look like a header...";
+    db::TDatabase bad(junk);
+    try {
+        bad.Open();
+        FAIL() << "a text file opened as a library";
+    } catch (const db::EDatabaseError& e) {
+        EXPECT_NE(std::string(e.what()).find("not a library"), std::string::npos) << e.what();
+    }
+
+    db::TDatabase missing(dir.File("missing.abs"));
+    EXPECT_THROW(missing.Open(), db::EDatabaseError);
+    EXPECT_FALSE(std::filesystem::exists(dir.File("missing.abs")));
+
+    table->Close();
+    db->Close();
+    std::filesystem::resize_file(fileName, 1000); // a truncated library
+    db::TDatabase truncated(fileName);
+    EXPECT_THROW(
+        {
+            truncated.Open();
+            db::TTable t(std::make_shared<db::TDatabase>(fileName), "Elements");
+            t.Open();
+        },
+        db::EDatabaseError);
+}
+
+TEST_F(DbFixture, DeleteDatabaseRemovesTheFileAndItsJournals) {
+    Add("a");
+    table->Close();
+    EXPECT_TRUE(db->TableExists("Elements"));
+    EXPECT_TRUE(db->TableExists("elements"));
+    EXPECT_FALSE(db->TableExists("korvel_fields")); // engine bookkeeping is not a library table
+    EXPECT_EQ(db->TableNames(), std::vector<std::string>{"Elements"});
+    db->DeleteDatabase();
+    for (const char* suffix : {"", "-wal", "-shm"}) {
+        EXPECT_FALSE(std::filesystem::exists(fileName + suffix)) << suffix;
+    }
+}
+
+TEST_F(DbFixture, BulkWorkInATransactionRollsBackWhole) {
+    Add("before");
+    db->StartTransaction();
+    for (int i = 0; i < 10; ++i) {
+        Add("bulk " + std::to_string(i));
+    }
+    db->Rollback();
+    EXPECT_EQ(table->RecordCount(), 1);
+    table->First();
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "before");
+
+    db->StartTransaction();
+    db->StartTransaction(); // nested: only the outermost commit counts
+    Add("kept");
+    db->Commit();
+    EXPECT_TRUE(db->InTransaction());
+    db->Commit();
+    EXPECT_EQ(table->RecordCount(), 2);
+}
+
+} // namespace korvel::test

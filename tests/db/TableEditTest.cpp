@@ -1,0 +1,212 @@
+#include "DbFixture.h"
+#include "platform/Errors.h"
+#include "platform/db/DbErrors.h"
+
+namespace korvel::test {
+
+using db::TDataSetState;
+using db::TValue;
+
+TEST_F(DbFixture, NumbersAreNeverReusedAfterDeletingTheHighest) {
+    Add("a");
+    Add("b");
+    std::int64_t third = Add("c");
+    ASSERT_TRUE(table->FindKey({TValue{third}}));
+    table->Delete();
+    EXPECT_GT(Add("d"), third);
+
+    std::int64_t before = Add("e");
+    table->EmptyTable();
+    EXPECT_EQ(table->RecordCount(), 0);
+    EXPECT_GT(Add("f"), before);
+
+    // Explicit numbers (a copy keeping its numbers) are taken as given and move the counter on.
+    table->Append();
+    table->Fields(0).SetAsLargeInt(1000);
+    table->FieldByName("ElementName").SetAsString("kept");
+    table->Post();
+    EXPECT_EQ(table->Fields(0).AsLargeInt(), 1000);
+    EXPECT_EQ(Add("after"), 1001);
+    EXPECT_EQ(db->NextAutoIncValue("Elements"), 1002);
+}
+
+TEST_F(DbFixture, StoringAnExistingNumberIsRefusedClearly) {
+    std::int64_t n = Add("a");
+    table->Append();
+    table->Fields(0).SetAsLargeInt(n);
+    table->FieldByName("ElementName").SetAsString("b");
+    try {
+        table->Post();
+        FAIL() << "a duplicate element number was stored";
+    } catch (const db::EDatabaseError& e) {
+        EXPECT_NE(std::string(e.what()).find("already exists"), std::string::npos) << e.what();
+    }
+    EXPECT_EQ(table->State(), TDataSetState::Insert);
+    table->Cancel();
+    EXPECT_EQ(table->RecordCount(), 1);
+}
+
+TEST_F(DbFixture, RefusedPostKeepsEditStateAndValues) {
+    Add("first");
+    table->BeforePost = [](db::TTable& t) {
+        if (t.FieldByName("ElementName").AsString().empty()) {
+            Abort();
+        }
+    };
+    table->Edit();
+    table->FieldByName("ElementName").SetAsString("");
+    table->FieldByName("Gruppen1").SetAsInteger(7);
+    EXPECT_THROW(table->Post(), EAbort);
+    EXPECT_EQ(table->State(), TDataSetState::Edit);
+    EXPECT_EQ(table->FieldByName("Gruppen1").AsInteger(), 7);
+
+    // Navigation posts first, so a refused record also refuses to move.
+    EXPECT_THROW(table->Next(), EAbort);
+    EXPECT_EQ(table->State(), TDataSetState::Edit);
+
+    table->FieldByName("ElementName").SetAsString("renamed");
+    table->Post();
+    EXPECT_EQ(table->State(), TDataSetState::Browse);
+    EXPECT_EQ(Names(), std::vector<std::string>{"renamed"});
+}
+
+TEST_F(DbFixture, CancelRestoresTheStoredValues) {
+    Add("stored", 1);
+    table->Edit();
+    table->FieldByName("ElementName").SetAsString("changed");
+    table->Cancel();
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "stored");
+
+    table->Append();
+    table->FieldByName("ElementName").SetAsString("never");
+    table->Cancel();
+    EXPECT_EQ(table->RecordCount(), 1);
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "stored");
+}
+
+TEST_F(DbFixture, EventsRunInDatasetOrder) {
+    std::vector<std::string> log;
+    auto note = [&](const char* what) {
+        return [&log, what](db::TTable&) {
+            log.emplace_back(what);
+        };
+    };
+    table->BeforeInsert = note("BeforeInsert");
+    table->OnNewRecord = [&](db::TTable& t) {
+        log.emplace_back("OnNewRecord");
+        t.FieldByName("Gruppen1").SetAsInteger(5); // defaults of a new record
+    };
+    table->BeforePost = note("BeforePost");
+    table->AfterPost = note("AfterPost");
+    table->BeforeDelete = note("BeforeDelete");
+    table->AfterDelete = note("AfterDelete");
+    table->AfterCancel = note("AfterCancel");
+    table->AfterScroll = note("AfterScroll");
+
+    table->Append();
+    EXPECT_EQ(table->FieldByName("Gruppen1").AsInteger(), 5);
+    table->FieldByName("ElementName").SetAsString("x");
+    table->Post();
+    table->Edit();
+    table->Cancel();
+    table->Delete();
+    EXPECT_EQ(log, (std::vector<std::string>{"BeforeInsert", "OnNewRecord", "BeforePost", "AfterPost",
+                                             "AfterCancel", "BeforeDelete", "AfterDelete", "AfterScroll"}));
+
+    // An aborted before-delete keeps the record.
+    Add("kept");
+    table->BeforeDelete = [](db::TTable&) {
+        Abort();
+    };
+    EXPECT_THROW(table->Delete(), EAbort);
+    EXPECT_EQ(table->RecordCount(), 1);
+}
+
+TEST_F(DbFixture, FieldsConvertAndRefuseValuesThatDoNotFit) {
+    table->Append();
+    auto& name = table->FieldByName("ElementName");
+    name.SetAsString(std::string(45, 'x'));
+    EXPECT_EQ(name.AsString().size(), 40u);
+    name.SetAsString("Ä" + std::string(45, 'y')); // truncation keeps whole characters
+    EXPECT_EQ(name.AsString(), "Ä" + std::string(39, 'y'));
+
+    auto& count = table->FieldByName("Count");
+    EXPECT_THROW(count.SetAsInteger(70000), db::EDatabaseError);
+    EXPECT_THROW(count.SetAsInteger(-1), db::EDatabaseError);
+    EXPECT_TRUE(count.IsNull()); // a refused value leaves the field as it was
+    count.SetAsString("65535");
+    EXPECT_EQ(count.AsInteger(), 65535);
+
+    auto& level = table->FieldByName("Level");
+    EXPECT_THROW(level.SetAsString("12,5 dB"), db::EDatabaseError);
+    level.SetAsString(" 12.5 ");
+    EXPECT_DOUBLE_EQ(level.AsFloat(), 12.5);
+    level.SetAsString("");
+    EXPECT_TRUE(level.IsNull());
+
+    auto& when = table->FieldByName("LastChangeDateTime");
+    when.SetAsDateTime(db::EncodeDateTime(2024, 2, 29, 13, 45, 10, 250));
+    EXPECT_EQ(when.AsString(), "2024-02-29 13:45:10.250");
+    EXPECT_THROW(when.SetAsString("2024-02-30"), db::EDatabaseError);
+
+    table->FieldByName("Active").SetAsBoolean(true);
+    table->FieldByName("Spektrum").SetAsBytes({1, 0, 2});
+    table->Post();
+    table->Refresh();
+    EXPECT_TRUE(table->FieldByName("Active").AsBoolean());
+    EXPECT_EQ(table->FieldByName("Spektrum").AsBytes(), (db::TBytes{1, 0, 2}));
+    EXPECT_DOUBLE_EQ(table->FieldByName("LastChangeDateTime").AsDateTime(),
+                     db::EncodeDateTime(2024, 2, 29, 13, 45, 10, 250));
+    EXPECT_THROW(table->FieldByName("Level").SetAsFloat(1.0), db::EDatabaseError); // browse state
+}
+
+TEST_F(DbFixture, EmptyBlobStaysDistinctFromNull) {
+    table->Append();
+    table->FieldByName("ElementName").SetAsString("e");
+    table->FieldByName("Spektrum").SetAsBytes({});
+    table->Post();
+    table->Refresh();
+    EXPECT_FALSE(table->FieldByName("Spektrum").IsNull());
+    EXPECT_TRUE(table->FieldByName("Spektrum").AsBytes().empty());
+}
+
+TEST_F(DbFixture, DeleteShowsTheFollowingRecordOrThePreviousAtTheEnd) {
+    for (const char* n : {"a", "b", "c"}) {
+        Add(n);
+    }
+    table->SetIndexName("EN");
+    table->First();
+    table->Next();
+    table->Delete();
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "c");
+    table->Delete();
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "a");
+    table->Delete();
+    EXPECT_TRUE(table->IsEmpty());
+    EXPECT_THROW(table->Delete(), db::EDatabaseError);
+}
+
+TEST_F(DbFixture, ObserversHearFieldStateAndRecordChanges) {
+    Add("a");
+    int fieldChanges = 0, stateChanges = 0, recordChanges = 0;
+    int id = table->AddObserver([&](db::TDataEvent e, const db::TField*) {
+        fieldChanges += e == db::TDataEvent::FieldChange;
+        stateChanges += e == db::TDataEvent::StateChange;
+        recordChanges += e == db::TDataEvent::RecordChange;
+    });
+    table->Edit();
+    table->FieldByName("Gruppen1").SetAsInteger(3);
+    table->FieldByName("Gruppen1").SetAsInteger(3); // unchanged value: no notification
+    table->Post();
+    EXPECT_EQ(fieldChanges, 1);
+    EXPECT_EQ(stateChanges, 2);
+    EXPECT_GE(recordChanges, 1);
+
+    table->RemoveObserver(id);
+    table->Edit();
+    table->FieldByName("Gruppen1").SetAsInteger(4);
+    table->Cancel();
+    EXPECT_EQ(fieldChanges, 1);
+}
+
+} // namespace korvel::test
