@@ -42,20 +42,6 @@ std::u16string ToUtf16(std::string_view utf8) {
     return out;
 }
 
-std::string ToUtf8(const std::u16string& utf16) {
-    std::string out(utf16.size() * 3 + 1, '\0');
-    int32_t length = 0;
-    UErrorCode status = U_ZERO_ERROR;
-    u_strToUTF8WithSub(out.data(), static_cast<int32_t>(out.size()), &length,
-                       reinterpret_cast<const UChar*>(utf16.data()), static_cast<int32_t>(utf16.size()),
-                       0xFFFD, nullptr, &status);
-    if (U_FAILURE(status)) {
-        throw EDatabaseError(std::string("Cannot convert text: ") + u_errorName(status));
-    }
-    out.resize(static_cast<size_t>(length));
-    return out;
-}
-
 } // namespace
 
 std::vector<std::uint8_t> CollationKey(std::string_view utf8) {
@@ -79,21 +65,6 @@ std::string CollatorVersion() {
     char text[U_MAX_VERSION_STRING_LENGTH];
     u_versionToString(info, text);
     return std::string("icu-root-secondary-") + text;
-}
-
-std::string FoldCase(std::string_view utf8) {
-    std::u16string text = ToUtf16(utf8);
-    std::u16string folded(text.size() * 3 + 1, u'\0');
-    UErrorCode status = U_ZERO_ERROR;
-    int32_t length =
-        u_strFoldCase(reinterpret_cast<UChar*>(folded.data()), static_cast<int32_t>(folded.size()),
-                      reinterpret_cast<const UChar*>(text.data()), static_cast<int32_t>(text.size()),
-                      U_FOLD_CASE_DEFAULT, &status);
-    if (U_FAILURE(status)) {
-        throw EDatabaseError(std::string("Cannot fold text: ") + u_errorName(status));
-    }
-    folded.resize(static_cast<size_t>(length));
-    return ToUtf8(folded);
 }
 
 size_t CodePointCount(std::string_view utf8) {

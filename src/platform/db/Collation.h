@@ -16,9 +16,6 @@ std::vector<std::uint8_t> CollationKey(std::string_view utf8);
 // Version of the collation rules; keys made under other rules are rebuilt when a library is opened writable.
 std::string CollatorVersion();
 
-// Unicode full case folding, for case-insensitive comparisons in filters.
-std::string FoldCase(std::string_view utf8);
-
 // Number of Unicode code points in a UTF-8 text; truncation keeps whole code points.
 size_t CodePointCount(std::string_view utf8);
 std::string TruncateCodePoints(std::string_view utf8, size_t maxCodePoints);

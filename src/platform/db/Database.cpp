@@ -1,6 +1,7 @@
 #include "platform/db/Database.h"
 
 #include "platform/db/Collation.h"
+#include "platform/text/CaseFold.h"
 #include "platform/db/DbErrors.h"
 #include "platform/db/Restructure.h"
 #include "platform/db/Schema.h"

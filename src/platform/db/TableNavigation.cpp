@@ -1,5 +1,6 @@
 #include "platform/db/Binding.h"
 #include "platform/db/Collation.h"
+#include "platform/text/CaseFold.h"
 #include "platform/db/DbErrors.h"
 #include "platform/db/Schema.h"
 #include "platform/db/Table.h"

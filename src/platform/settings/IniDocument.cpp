@@ -1,7 +1,7 @@
 #include "platform/settings/IniDocument.h"
 
 #include "platform/Errors.h"
-#include "platform/settings/CaseFold.h"
+#include "platform/text/CaseFold.h"
 
 namespace korvel {
 

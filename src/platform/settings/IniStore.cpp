@@ -2,7 +2,7 @@
 
 #include "platform/Errors.h"
 #include "platform/settings/AtomicFile.h"
-#include "platform/settings/CaseFold.h"
+#include "platform/text/CaseFold.h"
 #include "platform/settings/IniDocument.h"
 #include "platform/settings/KeyPath.h"
 

@@ -1,6 +1,6 @@
 #include "platform/settings/PathType.h"
 
-#include "platform/settings/CaseFold.h"
+#include "platform/text/CaseFold.h"
 #include "platform/settings/PathText.h"
 
 #include <string>

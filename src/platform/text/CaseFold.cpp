@@ -1,4 +1,4 @@
-#include "platform/settings/CaseFold.h"
+#include "platform/text/CaseFold.h"
 
 #include <unicode/stringpiece.h>
 #include <unicode/uchar.h>
