@@ -17,10 +17,15 @@ namespace korvel {
 enum TSeriesKind : std::uint8_t { skStep, skLine, skArea, skBar, skPolar };
 enum TAxisKind : std::uint8_t { akLinear, akLogarithmic };
 
+// A NaN coordinate marks a gap in the line; two gaps compare equal, so that setting the same data twice is
+// recognised as no change.
 struct TChartPoint {
     double X = 0;
     double Y = 0;
-    bool operator==(const TChartPoint&) const = default;
+    bool operator==(const TChartPoint& other) const { return Same(X, other.X) && Same(Y, other.Y); }
+
+private:
+    static bool Same(double a, double b) { return a == b || (a != a && b != b); }
 };
 
 struct TChartSeries {

@@ -43,10 +43,14 @@ void TCheckBox::Toggle() {
 void TButton::Click() {
     if (!Reachable())
         return;
-    if (modalResult_ != mrNone)
-        if (TForm* form = OwnerForm())
+    TForm* form = OwnerForm();
+    // One event for both steps, so the form closes only after OnClick had its say.
+    Dispatch([&] {
+        if (modalResult_ != mrNone && form != nullptr)
             form->SetModalResult(modalResult_);
-    Fire(OnClick);
+        if (OnClick && !EventsSuspended())
+            OnClick(*this);
+    });
 }
 
 int TSpinEdit::Clamp(long long value) const {
