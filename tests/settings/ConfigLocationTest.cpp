@@ -1,6 +1,6 @@
 #include "platform/settings/ConfigLocation.h"
 
-#include "settings/ScopedEnv.h"
+#include "support/ScopedEnv.h"
 
 #include <gtest/gtest.h>
 

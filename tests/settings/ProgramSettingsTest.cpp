@@ -3,7 +3,7 @@
 #include "platform/settings/ConfigLocation.h"
 #include "platform/settings/IniStore.h"
 #include "platform/settings/PathType.h"
-#include "settings/ScopedEnv.h"
+#include "support/ScopedEnv.h"
 #include "support/TempDir.h"
 
 #include <gtest/gtest.h>

@@ -1,0 +1,66 @@
+#include "platform/base/LibKinds.h"
+
+#include <array>
+#include <cstdio>
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <sys/wait.h>
+
+namespace korvel::test {
+
+namespace {
+
+struct RunResult {
+    int ExitCode = -1;
+    std::string Out;
+};
+
+RunResult RunCli(const std::string& args) {
+    RunResult r;
+    std::string command = std::string(KORVELLIB_EXE) + " " + args + " 2>&1";
+    FILE* pipe = popen(command.c_str(), "r");
+    if (!pipe) {
+        return r;
+    }
+    std::array<char, 4096> buf{};
+    size_t n = 0;
+    while ((n = fread(buf.data(), 1, buf.size(), pipe)) > 0) {
+        r.Out.append(buf.data(), n);
+    }
+    int status = pclose(pipe);
+    r.ExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return r;
+}
+
+} // namespace
+
+TEST(Cli, KindsJsonListsEveryTypeWithItsEditorFileAndTables) {
+    RunResult r = RunCli("kinds --json");
+    ASSERT_EQ(r.ExitCode, 0) << r.Out;
+    auto list = nlohmann::json::parse(r.Out);
+    ASSERT_EQ(list.size(), AllLibKinds().size());
+    for (const auto& entry : list) {
+        const TLibKindInfo* kind = FindLibKind(entry.at("type").get<int>());
+        ASSERT_NE(kind, nullptr) << entry.dump();
+        EXPECT_EQ(entry.at("editor"), kind->EditorClass);
+        EXPECT_EQ(entry.at("caption"), kind->Caption);
+        EXPECT_EQ(entry.at("file"), kind->FileName);
+        EXPECT_EQ(entry.at("tables").get<std::vector<std::string>>(), kind->Tables);
+        EXPECT_TRUE(entry.at("implemented").is_boolean());
+    }
+    EXPECT_EQ(list.front().at("type"), 5);
+    EXPECT_EQ(list.front().at("editor"), "TTgForm");
+}
+
+TEST(Cli, VersionAndUsageErrors) {
+    RunResult version = RunCli("--version");
+    EXPECT_EQ(version.ExitCode, 0);
+    EXPECT_NE(version.Out.find("SQLite"), std::string::npos) << version.Out;
+
+    RunResult bad = RunCli("no-such-command");
+    EXPECT_NE(bad.ExitCode, 0);
+    RunResult none = RunCli("");
+    EXPECT_NE(none.ExitCode, 0);
+}
+
+} // namespace korvel::test
