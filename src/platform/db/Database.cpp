@@ -1,10 +1,10 @@
 #include "platform/db/Database.h"
 
 #include "platform/db/Collation.h"
-#include "platform/text/CaseFold.h"
 #include "platform/db/DbErrors.h"
 #include "platform/db/Restructure.h"
 #include "platform/db/Schema.h"
+#include "platform/text/CaseFold.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -389,7 +389,7 @@ void TDatabase::Rollback() {
     NoteLocalChange();
 }
 
-std::uint64_t TDatabase::ChangeStamp() {
+std::uint64_t TDatabase::ExternalVersion() {
     std::uint64_t external = 0;
     if (dataVersion_) {
         dataVersion_->Reset();
@@ -398,7 +398,7 @@ std::uint64_t TDatabase::ChangeStamp() {
         }
         dataVersion_->Reset();
     }
-    return (external << 32) ^ localChanges_;
+    return external;
 }
 
 void TDatabase::RegisterCursor(const std::string& tableName) {

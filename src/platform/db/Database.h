@@ -62,9 +62,10 @@ public:
 
     TSqliteConnection& Connection();
 
-    // Changes by any cursor of this database or by another connection to the file; cursors compare it with
-    // what they cached.
-    std::uint64_t ChangeStamp();
+    // Changes by the cursors of this database (cheap to read) and by other connections to the file (one
+    // query); cursors compare both with what they cached.
+    std::uint64_t LocalChanges() const { return localChanges_; }
+    std::uint64_t ExternalVersion();
     void NoteLocalChange() { ++localChanges_; }
 
     // Open cursors register themselves so a restructure can refuse to pull a table from under one.

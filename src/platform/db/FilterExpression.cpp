@@ -1,9 +1,9 @@
 #include "platform/db/FilterExpression.h"
 
 #include "platform/db/Collation.h"
-#include "platform/text/CaseFold.h"
 #include "platform/db/DbErrors.h"
 #include "platform/db/Sqlite.h"
+#include "platform/text/CaseFold.h"
 
 #include <cctype>
 #include <charconv>

@@ -140,6 +140,9 @@ public:
     };
     std::vector<TRow> ReadRows(std::int64_t first, std::int64_t count, const std::vector<int>& fieldIndexes);
 
+    // Whole records read from the file so far; shows that a walk reads pages, not the table.
+    std::uint64_t RecordsFetched() const { return recordsFetched_; }
+
     // --- events
     TNotify BeforeOpen, AfterOpen, BeforeClose, AfterClose;
     TNotify BeforeInsert, AfterInsert, OnNewRecord;
@@ -172,7 +175,9 @@ private:
 
     // query plumbing
     void Invalidate();
-    void CheckStamp();
+    // Drops counts, positions and the window beyond the current record when the file changed; the
+    // external check costs a query and is made only where a query follows anyway.
+    void CheckStamp(bool external = true);
     void RebuildSql();
     TStatement& Prepared(const std::string& sql);
     void BindFilter(TStatement& st, int& index) const;
@@ -213,7 +218,8 @@ private:
     bool bof_ = true;
     bool eof_ = true;
     std::optional<std::int64_t> position_;
-    std::uint64_t stamp_ = 0;
+    std::uint64_t localStamp_ = 0;
+    std::uint64_t externalStamp_ = 0;
     std::optional<std::int64_t> count_;
     std::optional<std::vector<std::int64_t>> rowIds_;
 
@@ -225,6 +231,7 @@ private:
     std::map<int, TObserver> observers_;
     int nextObserverId_ = 1;
     int controlsDisabled_ = 0;
+    mutable std::uint64_t recordsFetched_ = 0;
 };
 
 } // namespace korvel::db

@@ -1,9 +1,9 @@
 #include "platform/db/Binding.h"
 #include "platform/db/Collation.h"
-#include "platform/text/CaseFold.h"
 #include "platform/db/DbErrors.h"
 #include "platform/db/Schema.h"
 #include "platform/db/Table.h"
+#include "platform/text/CaseFold.h"
 
 #include <algorithm>
 #include <limits>
@@ -37,16 +37,22 @@ void TTable::Invalidate() {
     rowIds_.reset();
     position_.reset();
     if (database_ && database_->Active()) {
-        stamp_ = database_->ChangeStamp();
+        localStamp_ = database_->LocalChanges();
+        externalStamp_ = database_->ExternalVersion();
     }
 }
 
 // Another cursor or another program changed the file: forget counts and positions, and keep only the
 // current record, from which the next step starts by key.
-void TTable::CheckStamp() {
-    std::uint64_t stamp = database_->ChangeStamp();
-    if (stamp != stamp_) {
-        stamp_ = stamp;
+void TTable::CheckStamp(bool external) {
+    bool changed = database_->LocalChanges() != localStamp_;
+    localStamp_ = database_->LocalChanges();
+    if (external) {
+        std::uint64_t version = database_->ExternalVersion();
+        changed = changed || version != externalStamp_;
+        externalStamp_ = version;
+    }
+    if (changed) {
         count_.reset();
         rowIds_.reset();
         position_.reset();
@@ -103,6 +109,7 @@ void TTable::BindKeyset(TStatement& st, int& index, const TRecord& from) const {
 }
 
 TRecord TTable::ReadRecord(TStatement& st) const {
+    ++recordsFetched_;
     TRecord r;
     r.RowId = st.ColumnInt(0);
     size_t n = sql_->FieldCount();
@@ -245,7 +252,7 @@ void TTable::Last() {
 }
 
 bool TTable::MoveTo(bool forward) {
-    CheckStamp();
+    CheckStamp(false);
     if (window_.empty()) {
         bof_ = eof_ = true;
         return false;
@@ -255,6 +262,7 @@ bool TTable::MoveTo(bool forward) {
     } else if (!forward && current_ > 0) {
         --current_;
     } else {
+        CheckStamp(true);
         const TRecord& edge = window_[current_];
         auto page = FetchPage(forward, &edge, kPageSize);
         if (page.empty()) {
