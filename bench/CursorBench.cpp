@@ -74,6 +74,16 @@ const std::string& Library() {
     return file;
 }
 
+// The library's main table opened read-only in name order, as an editor opens a System tab.
+std::unique_ptr<db::TTable> OpenByName() {
+    auto database = std::make_shared<db::TDatabase>(Library());
+    database->SetReadOnly(true);
+    auto table = std::make_unique<db::TTable>(database, "EmisX");
+    table->SetIndexName("EN");
+    table->Open();
+    return table;
+}
+
 double Seconds(Clock::duration d) {
     return std::chrono::duration<double>(d).count();
 }
@@ -146,49 +156,41 @@ void OpenOrderedFirstPage(benchmark::State& state) {
 
 // "Jump to": the nearest name to a typed text, from an open cursor.
 void JumpToNearestName(benchmark::State& state) {
-    auto database = std::make_shared<db::TDatabase>(Library());
-    database->SetReadOnly(true);
-    db::TTable table(database, "EmisX");
-    table.SetIndexName("EN");
-    table.Open();
+    auto table = OpenByName();
     Plain p;
     std::mt19937 rng(42);
     double engine = 0, plain = 0;
-    std::uint64_t before = table.RecordsFetched();
+    std::uint64_t before = table->RecordsFetched();
     for (auto _ : state) {
         std::string typed =
             NameOf(static_cast<std::int64_t>(rng() % static_cast<unsigned>(gRows))).substr(0, 9);
         auto t0 = Clock::now();
-        table.FindNearest({db::TValue{typed}});
-        benchmark::DoNotOptimize(table.FieldByName("ElementName").AsString());
+        table->FindNearest({db::TValue{typed}});
+        benchmark::DoNotOptimize(table->FieldByName("ElementName").AsString());
         auto t1 = Clock::now();
         p.Page(db::CollationKey(typed), 1);
         auto t2 = Clock::now();
         engine += Seconds(t1 - t0);
         plain += Seconds(t2 - t1);
     }
-    Report(state, engine, plain, table.RecordsFetched() - before);
+    Report(state, engine, plain, table->RecordsFetched() - before);
 }
 
 // Step through 20 pages of 64 elements with Next, from a jumped-to place in the name order.
 void StepThroughPages(benchmark::State& state) {
-    auto database = std::make_shared<db::TDatabase>(Library());
-    database->SetReadOnly(true);
-    db::TTable table(database, "EmisX");
-    table.SetIndexName("EN");
-    table.Open();
+    auto table = OpenByName();
     Plain p;
     std::mt19937 rng(7);
     double engine = 0, plain = 0;
-    std::uint64_t before = table.RecordsFetched();
+    std::uint64_t before = table->RecordsFetched();
     for (auto _ : state) {
         std::string typed =
             NameOf(static_cast<std::int64_t>(rng() % static_cast<unsigned>(gRows))).substr(0, 7);
-        table.FindNearest({db::TValue{typed}});
+        table->FindNearest({db::TValue{typed}});
         auto t0 = Clock::now();
-        for (int i = 0; i < 20 * 64 && !table.Eof(); ++i) {
-            benchmark::DoNotOptimize(table.FieldByName("ElementName").AsString());
-            table.Next();
+        for (int i = 0; i < 20 * 64 && !table->Eof(); ++i) {
+            benchmark::DoNotOptimize(table->FieldByName("ElementName").AsString());
+            table->Next();
         }
         auto t1 = Clock::now();
         p.Page(db::CollationKey(typed), 20 * 64);
@@ -196,23 +198,19 @@ void StepThroughPages(benchmark::State& state) {
         engine += Seconds(t1 - t0);
         plain += Seconds(t2 - t1);
     }
-    Report(state, engine, plain, table.RecordsFetched() - before);
+    Report(state, engine, plain, table->RecordsFetched() - before);
 }
 
 // The element list's first need of positions: the ordered rowids, then windows of 100 rows anywhere.
 void ListWindowsByPosition(benchmark::State& state) {
-    auto database = std::make_shared<db::TDatabase>(Library());
-    database->SetReadOnly(true);
-    db::TTable table(database, "EmisX");
-    table.SetIndexName("EN");
-    table.Open();
+    auto table = OpenByName();
     std::mt19937 rng(3);
     double engine = 0, plain = 0;
     for (auto _ : state) {
         auto t0 = Clock::now();
-        table.Refresh(); // drops the positions, so every iteration pays for reading them again
-        auto rows = table.ReadRows(static_cast<std::int64_t>(rng() % static_cast<unsigned>(gRows - 100)), 100,
-                                   {0, 1});
+        table->Refresh(); // drops the positions, so every iteration pays for reading them again
+        auto rows = table->ReadRows(static_cast<std::int64_t>(rng() % static_cast<unsigned>(gRows - 100)),
+                                    100, {0, 1});
         benchmark::DoNotOptimize(rows);
         auto t1 = Clock::now();
         {

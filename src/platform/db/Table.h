@@ -193,6 +193,7 @@ private:
     void EnsureRowIds();
     std::vector<KeyKind> SearchKeyKinds() const;
     TValue KeyValue(KeyKind kind, const TValue& value, const TFieldDef* field) const;
+    std::vector<TValue> KeyParams(const std::vector<TValue>& keyValues, const char* operation) const;
     void Reposition(const TRecord& gone);
     void WriteRecord();
 

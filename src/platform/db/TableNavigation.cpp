@@ -559,11 +559,11 @@ TValue TTable::KeyValue(KeyKind kind, const TValue& value, const TFieldDef* fiel
     return v;
 }
 
-bool TTable::FindKey(const std::vector<TValue>& keyValues) {
-    CheckBrowseMode();
+std::vector<TValue> TTable::KeyParams(const std::vector<TValue>& keyValues, const char* operation) const {
     auto kinds = SearchKeyKinds();
     if (keyValues.empty() || keyValues.size() > kinds.size()) {
-        throw EDatabaseError("FindKey needs between 1 and " + std::to_string(kinds.size()) + " key values");
+        throw EDatabaseError(std::string(operation) + " needs between 1 and " + std::to_string(kinds.size()) +
+                             " key values");
     }
     const TIndexDef* idx = indexName_.empty() ? nullptr : defs_.FindIndex(indexName_);
     std::vector<TValue> params;
@@ -571,6 +571,12 @@ bool TTable::FindKey(const std::vector<TValue>& keyValues) {
         const TFieldDef* f = idx ? defs_.FindField(idx->Fields[i]) : &defs_.Fields.front();
         params.push_back(KeyValue(kinds[i], keyValues[i], f));
     }
+    return params;
+}
+
+bool TTable::FindKey(const std::vector<TValue>& keyValues) {
+    CheckBrowseMode();
+    auto params = KeyParams(keyValues, "FindKey");
     CheckStamp();
     auto found = FetchOne(sql_->ExactKey(params.size()), params);
     if (!found) {
@@ -584,17 +590,7 @@ bool TTable::FindKey(const std::vector<TValue>& keyValues) {
 
 void TTable::FindNearest(const std::vector<TValue>& keyValues) {
     CheckBrowseMode();
-    auto kinds = SearchKeyKinds();
-    if (keyValues.empty() || keyValues.size() > kinds.size()) {
-        throw EDatabaseError("FindNearest needs between 1 and " + std::to_string(kinds.size()) +
-                             " key values");
-    }
-    const TIndexDef* idx = indexName_.empty() ? nullptr : defs_.FindIndex(indexName_);
-    std::vector<TValue> params;
-    for (size_t i = 0; i < keyValues.size(); ++i) {
-        const TFieldDef* f = idx ? defs_.FindField(idx->Fields[i]) : &defs_.Fields.front();
-        params.push_back(KeyValue(kinds[i], keyValues[i], f));
-    }
+    auto params = KeyParams(keyValues, "FindNearest");
     CheckStamp();
     auto found = FetchOne(sql_->NearestKey(params.size()), params);
     if (!found) {
