@@ -3,7 +3,7 @@
 #include "platform/Errors.h"
 #include "platform/ui/ListCtrls.h"
 #include "platform/ui/StdCtrls.h"
-#include "ui/TestUi.h"
+#include "support/TestUi.h"
 
 #include <gtest/gtest.h>
 

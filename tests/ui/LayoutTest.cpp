@@ -2,7 +2,7 @@
 #include "platform/ui/Form.h"
 #include "platform/ui/PageCtrls.h"
 #include "platform/ui/StdCtrls.h"
-#include "ui/TestUi.h"
+#include "support/TestUi.h"
 
 #include <gtest/gtest.h>
 

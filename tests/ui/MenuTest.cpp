@@ -1,7 +1,7 @@
 #include "platform/Errors.h"
 #include "platform/ui/Form.h"
 #include "platform/ui/Menus.h"
-#include "ui/TestUi.h"
+#include "support/TestUi.h"
 
 #include <gtest/gtest.h>
 

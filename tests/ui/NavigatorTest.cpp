@@ -2,7 +2,7 @@
 
 #include "platform/Errors.h"
 #include "platform/ui/Form.h"
-#include "ui/TestUi.h"
+#include "support/TestUi.h"
 
 #include <gtest/gtest.h>
 
