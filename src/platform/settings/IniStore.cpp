@@ -2,9 +2,9 @@
 
 #include "platform/Errors.h"
 #include "platform/settings/AtomicFile.h"
-#include "platform/text/CaseFold.h"
 #include "platform/settings/IniDocument.h"
 #include "platform/settings/KeyPath.h"
+#include "platform/text/CaseFold.h"
 
 #include <charconv>
 #include <cmath>

@@ -1,7 +1,7 @@
 #include "platform/settings/PathType.h"
 
-#include "platform/text/CaseFold.h"
 #include "platform/settings/PathText.h"
+#include "platform/text/CaseFold.h"
 
 #include <string>
 
