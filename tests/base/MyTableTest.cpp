@@ -35,13 +35,25 @@ TLibSchema ElementsWithGroups() {
 
 constexpr int kType = 120;
 
+// Binds a library of the test kind in a folder, read-only or not.
+void Bind(TMyTable& lib, const TempDir& dir, bool readOnly = false) {
+    lib.InitLibX(dir.Path().string(), LibName(kType), TableNames(kType), readOnly, true);
+}
+
+// Binds and creates a library of the test kind with its declared layout.
+void Create(TMyTable& lib, const TempDir& dir) {
+    Bind(lib, dir);
+    SetFieldIndexDefs(lib, kType, true);
+    lib.CreateDBTable();
+}
+
 } // namespace
 
 TEST(MyTable, CreatesTheWholeLibraryAndFillsNewElements) {
     TempDir dir;
     TScopedLibSchema layout(kType, ElementsWithGroups());
     TMyTable lib(TableNames(kType));
-    lib.InitLibX(dir.Path().string(), LibName(kType), TableNames(kType), false, true);
+    Bind(lib, dir);
     EXPECT_FALSE(lib.Exists());
     EXPECT_EQ(lib.GetCount(), 2);
     EXPECT_EQ(lib.FileName(), (dir.Path() / "EmisX.abs").string());
@@ -76,12 +88,10 @@ TEST(MyTable, SystemBindingIsReadOnlyAndAKindWithoutLayoutIsRefused) {
     {
         TScopedLibSchema layout(kType, ElementsWithGroups());
         TMyTable lib(TableNames(kType));
-        lib.InitLibX(dir.Path().string(), LibName(kType), TableNames(kType), false, true);
-        SetFieldIndexDefs(lib, kType, true);
-        lib.CreateDBTable();
+        Create(lib, dir);
     }
     TMyTable system(TableNames(kType));
-    system.InitLibX(dir.Path().string(), LibName(kType), TableNames(kType), true, true);
+    Bind(system, dir, true);
     EXPECT_TRUE(system.GetReadOnly());
     system.Open();
     EXPECT_FALSE(system.GetTable()->CanModify());
@@ -106,7 +116,7 @@ TEST(MyTable, FailedCreationLeavesNoHalfLibrary) {
     };
     TScopedLibSchema layout(kType, broken);
     TMyTable lib(TableNames(kType));
-    lib.InitLibX(dir.Path().string(), LibName(kType), TableNames(kType), false, true);
+    Bind(lib, dir);
     SetFieldIndexDefs(lib, kType, true);
     EXPECT_THROW(lib.CreateDBTable(), db::EDatabaseError);
     EXPECT_FALSE(std::filesystem::exists(lib.FileName()));
@@ -116,9 +126,7 @@ TEST(MyTable, DatabaseDeletesTheLibraryFile) {
     TempDir dir;
     TScopedLibSchema layout(kType, ElementsWithGroups());
     TMyTable lib(TableNames(kType));
-    lib.InitLibX(dir.Path().string(), LibName(kType), TableNames(kType), false, true);
-    SetFieldIndexDefs(lib, kType, true);
-    lib.CreateDBTable();
+    Create(lib, dir);
     lib.Open();
     lib.Close();
     lib.Database().DeleteDatabase();

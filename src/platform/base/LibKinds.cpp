@@ -11,6 +11,14 @@ namespace {
 
 using S = TLibSubsystem;
 
+// A file name without folder and extension.
+std::string Stem(std::string_view fileName) {
+    size_t slash = fileName.find_last_of("/\\");
+    std::string_view base = slash == std::string_view::npos ? fileName : fileName.substr(slash + 1);
+    size_t dot = base.rfind('.');
+    return std::string(dot == std::string_view::npos ? base : base.substr(0, dot));
+}
+
 // Builds one row of the kind table. The main table and the settings key are named like the file; kinds with
 // more tables list them.
 TLibKindInfo Kind(int type, const char* editor, const char* caption, const char* file, S subsystem,
@@ -23,8 +31,7 @@ TLibKindInfo Kind(int type, const char* editor, const char* caption, const char*
     k.PrintTitle = printTitle;
     k.KindName = kindName ? kindName : caption;
     k.FileName = file;
-    std::string stem(file);
-    stem = stem.substr(0, stem.rfind('.'));
+    std::string stem = Stem(file);
     k.Tables = tables.empty() ? std::vector<std::string>{stem} : std::move(tables);
     k.RegName = stem;
     k.NameField = nameField;
@@ -128,13 +135,6 @@ constexpr LegacyStem kLegacyStems[] = {
     {"TransGrp", 122}, {"Atten", 123},   {"AttenGrp", 123}, {"Riwi", 119},  {"Riwi3D", 119},   {"Riwis", 119},
     {"Assess", 135},   {"ZBDef", 135},   {"Gebiete", 135},  {"Taggang", 5},
 };
-
-std::string Stem(std::string_view fileName) {
-    size_t slash = fileName.find_last_of("/\\");
-    std::string_view base = slash == std::string_view::npos ? fileName : fileName.substr(slash + 1);
-    size_t dot = base.rfind('.');
-    return std::string(dot == std::string_view::npos ? base : base.substr(0, dot));
-}
 
 } // namespace
 

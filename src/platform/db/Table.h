@@ -188,7 +188,11 @@ private:
     std::optional<TRecord> FetchOne(const std::string& sql, const std::vector<TValue>& params);
     std::optional<TRecord> FetchByRowId(std::int64_t rowid);
     void ShowRecord(TRecord record, std::optional<std::int64_t> position);
+    // Makes a record current with the scroll events around it.
+    void ScrollTo(TRecord record, std::optional<std::int64_t> position);
     void ShowNothing();
+    // Compiles the changed filter and starts at the first record again, when the filter is in force.
+    void ReapplyFilter();
     bool MoveTo(bool forward);
     void EnsureRowIds();
     std::vector<KeyKind> SearchKeyKinds() const;

@@ -213,6 +213,12 @@ void TTable::ShowRecord(TRecord record, std::optional<std::int64_t> position) {
     Notify(TDataEvent::RecordChange);
 }
 
+void TTable::ScrollTo(TRecord record, std::optional<std::int64_t> position) {
+    Fire(BeforeScroll);
+    ShowRecord(std::move(record), position);
+    Fire(AfterScroll);
+}
+
 void TTable::ShowNothing() {
     window_.clear();
     current_ = 0;
@@ -420,9 +426,7 @@ void TTable::SetRecNo(std::int64_t recNo) {
     if (!record) {
         return;
     }
-    Fire(BeforeScroll);
-    ShowRecord(std::move(*record), recNo);
-    Fire(AfterScroll);
+    ScrollTo(std::move(*record), recNo);
 }
 
 void TTable::Refresh() {
@@ -481,9 +485,7 @@ bool TTable::GotoBookmark(TBookmark bookmark) {
     if (!r || !Accepts(*r)) {
         return false;
     }
-    Fire(BeforeScroll);
-    ShowRecord(std::move(*r), std::nullopt);
-    Fire(AfterScroll);
+    ScrollTo(std::move(*r), std::nullopt);
     return true;
 }
 
@@ -582,9 +584,7 @@ bool TTable::FindKey(const std::vector<TValue>& keyValues) {
     if (!found) {
         return false;
     }
-    Fire(BeforeScroll);
-    ShowRecord(std::move(*found), std::nullopt);
-    Fire(AfterScroll);
+    ScrollTo(std::move(*found), std::nullopt);
     return true;
 }
 
@@ -597,9 +597,7 @@ void TTable::FindNearest(const std::vector<TValue>& keyValues) {
         Last();
         return;
     }
-    Fire(BeforeScroll);
-    ShowRecord(std::move(*found), std::nullopt);
-    Fire(AfterScroll);
+    ScrollTo(std::move(*found), std::nullopt);
 }
 
 bool TTable::Locate(const std::string& fieldNames, const std::vector<TValue>& values, unsigned options) {
@@ -649,9 +647,7 @@ bool TTable::Locate(const std::string& fieldNames, const std::vector<TValue>& va
     if (!found) {
         return false;
     }
-    Fire(BeforeScroll);
-    ShowRecord(std::move(*found), std::nullopt);
-    Fire(AfterScroll);
+    ScrollTo(std::move(*found), std::nullopt);
     return true;
 }
 
@@ -660,11 +656,7 @@ void TTable::SetFilter(const std::string& text) {
         return;
     }
     filterText_ = text;
-    if (Active() && filtered_) {
-        CheckBrowseMode();
-        RebuildSql();
-        First();
-    }
+    ReapplyFilter();
 }
 
 void TTable::SetFiltered(bool filtered) {
@@ -690,6 +682,10 @@ void TTable::SetFilterOptions(unsigned options) {
         return;
     }
     filterOptions_ = options;
+    ReapplyFilter();
+}
+
+void TTable::ReapplyFilter() {
     if (Active() && filtered_) {
         CheckBrowseMode();
         RebuildSql();
