@@ -27,4 +27,17 @@ bool HasLibEditor(int libType) {
     return FindLibEditor(libType) != nullptr;
 }
 
+TScopedLibEditor::TScopedLibEditor(int libType, TLibEditorFactory factory) : libType_(libType) {
+    if (const TLibEditorFactory* old = FindLibEditor(libType))
+        previous_ = *old;
+    Registry()[libType] = std::move(factory);
+}
+
+TScopedLibEditor::~TScopedLibEditor() {
+    if (previous_)
+        Registry()[libType_] = previous_;
+    else
+        Registry().erase(libType_);
+}
+
 } // namespace korvel

@@ -147,6 +147,23 @@ void TDatabase::DeleteDatabase() {
     }
 }
 
+void TDatabase::SetJournalModeDelete() {
+    if (!Active() || readOnly_) {
+        throw EDatabaseError("The library \"" + fileName_ +
+                             "\" must be open for writing to change its journal");
+    }
+    if (transactionDepth_ > 0) {
+        throw EDatabaseError("Cannot change the journal of \"" + fileName_ + "\" during a transaction");
+    }
+    TStatement pragma(conn_.Handle(), "PRAGMA journal_mode=DELETE");
+    std::string mode = pragma.Step() ? pragma.ColumnText(0) : std::string();
+    // SQLite answers with the mode in force; it keeps WAL when another connection holds the file.
+    if (mode != "delete") {
+        throw EDatabaseError("Cannot switch \"" + fileName_ +
+                             "\" to the rollback journal (journal mode stays \"" + mode + "\")");
+    }
+}
+
 TSqliteConnection& TDatabase::Connection() {
     if (!Active()) {
         Open(false);
@@ -358,6 +375,22 @@ std::int64_t TDatabase::NextAutoIncValue(const std::string& tableName) {
     TStatement max(conn_.Handle(), "SELECT coalesce(max(rowid), 0) FROM " + QuoteIdent(tableName));
     max.Step();
     return std::max(seq, max.ColumnInt(0)) + 1;
+}
+
+void TDatabase::RaiseNextAutoIncValue(const std::string& tableName, std::int64_t next) {
+    if (next <= NextAutoIncValue(tableName))
+        return;
+    TStatement update(conn_.Handle(), "UPDATE sqlite_sequence SET seq = ? WHERE name = ?");
+    update.Bind(1, next - 1);
+    update.Bind(2, tableName);
+    update.Step();
+    if (sqlite3_changes(conn_.Handle()) == 0) {
+        TStatement insert(conn_.Handle(), "INSERT INTO sqlite_sequence (name, seq) VALUES (?, ?)");
+        insert.Bind(1, tableName);
+        insert.Bind(2, next - 1);
+        insert.Step();
+    }
+    NoteLocalChange();
 }
 
 void TDatabase::StartTransaction() {

@@ -53,12 +53,21 @@ public:
 
     // The number the next stored element of an autoincrement table will receive.
     std::int64_t NextAutoIncValue(const std::string& tableName);
+    // Makes the next element number at least `next` (never lowers it): a copy that must keep its source's
+    // number skips the gap in one step.
+    void RaiseNextAutoIncValue(const std::string& tableName, std::int64_t next);
 
     // Explicit transactions for bulk work; nested calls are counted, only the outermost one commits.
     void StartTransaction();
     void Commit();
     void Rollback();
     bool InTransaction() const { return transactionDepth_ > 0; }
+
+    // Switches the open file from WAL to SQLite's rollback journal. A file in WAL mode cannot be read from a
+    // folder its reader may not write to, so libraries delivered read-only are finished this way once all
+    // writing is done. Opening the file writable again returns it to WAL. Needs the only connection to the
+    // file, no transaction and no cursor in the middle of a read.
+    void SetJournalModeDelete();
 
     TSqliteConnection& Connection();
 

@@ -715,25 +715,29 @@ std::vector<TTable::TRow> TTable::ReadRows(std::int64_t first, std::int64_t coun
     for (int i : fieldIndexes) {
         columns += ", " + QuoteIdent(Fields(i).FieldName());
     }
-    // One statement per window; rowids are bound, so its text depends only on the window size.
-    std::string sql = "SELECT " + columns + " FROM " + QuoteIdent(tableName_) + " WHERE rowid IN (";
-    for (std::int64_t i = 0; i < count; ++i) {
-        sql += i ? ", ?" : "?";
-    }
-    sql += ")";
-    TStatement st(database_->Connection().Handle(), sql);
-    std::map<std::int64_t, size_t> slot;
     rows.resize(static_cast<size_t>(count));
-    for (std::int64_t i = 0; i < count; ++i) {
-        std::int64_t id = (*rowIds_)[static_cast<size_t>(first + i)];
-        st.Bind(static_cast<int>(i) + 1, id);
-        slot[id] = static_cast<size_t>(i);
-        rows[static_cast<size_t>(i)].RowId = id;
-    }
-    while (st.Step()) {
-        auto& row = rows[slot[st.ColumnInt(0)]];
-        for (size_t c = 0; c < fieldIndexes.size(); ++c) {
-            row.Values.push_back(ColumnValue(st, static_cast<int>(c) + 1));
+    // Rowids are bound in chunks: SQLite builds may allow as few as 32766 parameters in one statement.
+    constexpr std::int64_t kChunk = 512;
+    for (std::int64_t start = 0; start < count; start += kChunk) {
+        const std::int64_t n = std::min(kChunk, count - start);
+        std::string sql = "SELECT " + columns + " FROM " + QuoteIdent(tableName_) + " WHERE rowid IN (";
+        for (std::int64_t i = 0; i < n; ++i) {
+            sql += i ? ", ?" : "?";
+        }
+        sql += ")";
+        TStatement st(database_->Connection().Handle(), sql);
+        std::map<std::int64_t, size_t> slot;
+        for (std::int64_t i = 0; i < n; ++i) {
+            std::int64_t id = (*rowIds_)[static_cast<size_t>(first + start + i)];
+            st.Bind(static_cast<int>(i) + 1, id);
+            slot[id] = static_cast<size_t>(start + i);
+            rows[static_cast<size_t>(start + i)].RowId = id;
+        }
+        while (st.Step()) {
+            auto& row = rows[slot[st.ColumnInt(0)]];
+            for (size_t c = 0; c < fieldIndexes.size(); ++c) {
+                row.Values.push_back(ColumnValue(st, static_cast<int>(c) + 1));
+            }
         }
     }
     // A row deleted meanwhile by another program reads as empty rather than shifting the window.

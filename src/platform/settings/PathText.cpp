@@ -1,5 +1,9 @@
 #include "platform/settings/PathText.h"
 
+#include "platform/text/CaseFold.h"
+
+#include <algorithm>
+
 namespace korvel {
 
 bool IsPathSeparator(char c) {
@@ -21,6 +25,15 @@ std::string ExtractFolder(std::string_view fileName) {
         }
     }
     return {};
+}
+
+bool SameFileName(std::string_view a, std::string_view b) {
+    auto normal = [](std::string_view name) {
+        std::string text(name);
+        std::replace(text.begin(), text.end(), '\\', '/');
+        return text;
+    };
+    return SameTextIgnoringCase(normal(a), normal(b));
 }
 
 } // namespace korvel

@@ -16,4 +16,7 @@ std::string IncludeTrailingSeparator(std::string_view folder);
 // The folder part of a file name, up to and including its last separator; empty when there is none.
 std::string ExtractFolder(std::string_view fileName);
 
+// Two file names name the same file when they are equal ignoring letter case and the kind of separator.
+bool SameFileName(std::string_view a, std::string_view b);
+
 } // namespace korvel

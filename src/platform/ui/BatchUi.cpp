@@ -19,6 +19,17 @@ TModalResult Pick(TMsgDlgButtons buttons, std::initializer_list<TModalResult> pr
 TBatchUi::TBatchUi(std::ostream& out, TBatchPolicy policy, std::ostream* err)
     : out_(out), err_(err ? *err : out), policy_(policy) {}
 
+// One clipboard content at a time, text or picture, as on the desktop.
+void TBatchUi::SetClipboardText(const std::string& text) {
+    clipboard_ = text;
+    clipboardPicture_.clear();
+}
+
+void TBatchUi::SetClipboardPicture(const std::vector<std::uint8_t>& png) {
+    clipboardPicture_ = png;
+    clipboard_.clear();
+}
+
 void TBatchUi::Cannot(const std::string& what) {
     err_ << "Warning: " << what << " needs the desktop program\n";
 }

@@ -33,7 +33,9 @@ public:
     TNameConflictAnswer NameConflict(const TNameConflictQuery& query) override;
     // A clipboard of its own; the command line has no system clipboard.
     std::string ClipboardText() override { return clipboard_; }
-    void SetClipboardText(const std::string& text) override { clipboard_ = text; }
+    void SetClipboardText(const std::string& text) override;
+    std::vector<std::uint8_t> ClipboardPicture() override { return clipboardPicture_; }
+    void SetClipboardPicture(const std::vector<std::uint8_t>& png) override;
     // Forms need the desktop program: reports that and returns mrCancel.
     TModalResult ShowModal(TForm& form) override;
     void ShowForm(TForm& form) override;
@@ -49,6 +51,7 @@ private:
     std::ostream& err_;
     TBatchPolicy policy_;
     std::string clipboard_;
+    std::vector<std::uint8_t> clipboardPicture_;
 };
 
 } // namespace korvel

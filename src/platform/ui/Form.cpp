@@ -66,6 +66,14 @@ void TForm::EndEvent() {
         CloseModal();
 }
 
+void TForm::SetActiveControl(TControl* control) {
+    if (control == ActiveControl())
+        return;
+    activeControl_ = control;
+    activeAlive_ = control ? control->Lifetime() : std::weak_ptr<TComponent*>{};
+    Changed(TChangeKind::Selection);
+}
+
 void TForm::CloseModal() {
     if (closing_)
         return;
@@ -77,6 +85,8 @@ void TForm::CloseModal() {
     if (canClose) {
         modal_ = false;
         SetVisible(false);
+        if (action == caFree)
+            freeRequested_ = true;
     } else {
         Assign(modalResult_, mrNone, TChangeKind::Value);
     }

@@ -52,6 +52,10 @@ public:
     TFormStyle FormStyle() const { return formStyle_; }
     void SetFormStyle(TFormStyle style) { Assign(formStyle_, style, TChangeKind::Style); }
 
+    // The control that has the focus (the renderer moves the keyboard focus there); null when none.
+    TControl* ActiveControl() const { return activeAlive_.expired() ? nullptr : activeControl_; }
+    void SetActiveControl(TControl* control);
+
     TModalResult ModalResult() const { return modalResult_; }
     // On a modal form, a result other than mrNone closes it (asking OnCloseQuery) once the event under way
     // has finished, or at once outside events. A refused close resets the result to mrNone.
@@ -102,6 +106,8 @@ private:
     bool PressButton(bool isDefault);
 
     IUi& ui_;
+    TControl* activeControl_ = nullptr;
+    std::weak_ptr<TComponent*> activeAlive_;
     std::unique_ptr<TMainMenu> mainMenu_;
     std::vector<std::unique_ptr<TPopupMenu>> popupMenus_;
     TFormStyle formStyle_ = fsNormal;

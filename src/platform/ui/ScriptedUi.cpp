@@ -315,6 +315,17 @@ void TScriptedUi::ShowForm(TForm& form) {
     shown_[record].Answer = "shown";
 }
 
+// One clipboard content at a time, text or picture, as on the desktop.
+void TScriptedUi::SetClipboardText(const std::string& text) {
+    clipboard_ = text;
+    clipboardPicture_.clear();
+}
+
+void TScriptedUi::SetClipboardPicture(const std::vector<std::uint8_t>& png) {
+    clipboardPicture_ = png;
+    clipboard_.clear();
+}
+
 void TScriptedUi::ProcessEvents() {
     ++processEventsCount_;
     if (processEventsHook_)

@@ -74,7 +74,9 @@ public:
     bool ChooseColor(TColor& color) override;
     TNameConflictAnswer NameConflict(const TNameConflictQuery& query) override;
     std::string ClipboardText() override { return clipboard_; }
-    void SetClipboardText(const std::string& text) override { clipboard_ = text; }
+    void SetClipboardText(const std::string& text) override;
+    std::vector<std::uint8_t> ClipboardPicture() override { return clipboardPicture_; }
+    void SetClipboardPicture(const std::vector<std::uint8_t>& png) override;
     TModalResult ShowModal(TForm& form) override;
     void ShowForm(TForm& form) override;
     void ProcessEvents() override;
@@ -118,6 +120,7 @@ private:
     std::function<void()> processEventsHook_;
     bool answerInformation_ = false;
     std::string clipboard_;
+    std::vector<std::uint8_t> clipboardPicture_;
     int processEventsCount_ = 0;
     int waitDepth_ = 0;
     int waitUses_ = 0;

@@ -6,6 +6,7 @@
 
 #include "platform/ui/UiTypes.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
@@ -34,6 +35,10 @@ public:
 
     virtual std::string ClipboardText() = 0;
     virtual void SetClipboardText(const std::string& text) = 0;
+    // A picture as PNG bytes; empty when the clipboard holds none. Setting one replaces the text, and
+    // setting text replaces the picture, as on a desktop clipboard.
+    virtual std::vector<std::uint8_t> ClipboardPicture() = 0;
+    virtual void SetClipboardPicture(const std::vector<std::uint8_t>& png) = 0;
 
     // Runs the form modally and returns its modal result.
     virtual TModalResult ShowModal(TForm& form) = 0;

@@ -141,6 +141,8 @@ struct TNameConflictQuery {
     int MaxNameLength = 0; // in characters; 0 = no limit
     // Optional: tells whether a proposed new name is taken too, so the answer can be checked or proposed.
     std::function<bool(const std::string&)> NameExists;
+    // The choice preselected in a dialog: 0 Overwrite, 1 Overwrite all, 2 Skip, 3 Skip all, 4 Enter new name.
+    int DefaultChoice = 4;
 };
 
 struct TNameConflictAnswer {

@@ -1,0 +1,239 @@
+#pragma once
+
+// TCustomLibForm: the editor common to every library kind. One editor shows one kind; each tab holds one
+// opened library (System, Global, Project). The frame owns the libraries, the element list, navigation,
+// search, the save question, closing, selection, copying between tabs and editors, backups, index settings
+// and the picture field. Kind editors add their pages to DataArea() and override the virtual operations.
+
+#include "editor/LibHost.h"
+#include "platform/base/LibTypes.h"
+#include "platform/base/MyTable.h"
+#include "platform/dbctrls/DataSource.h"
+#include "platform/dbctrls/ElementList.h"
+#include "platform/ui/Form.h"
+#include "platform/ui/Navigator.h"
+#include "platform/ui/PageCtrls.h"
+#include "platform/ui/PictureBox.h"
+#include "platform/ui/StdCtrls.h"
+
+#include <memory>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <vector>
+
+namespace korvel {
+
+// What an editor hands to the printing of its current element; kinds that print derive from it.
+class TPrintItem {
+public:
+    virtual ~TPrintItem() = default;
+};
+
+class TCustomLibForm : public TForm {
+public:
+    TCustomLibForm(TLibHost& host, std::string name);
+    ~TCustomLibForm() override;
+    std::string_view ClassName() const override { return "TCustomLibForm"; }
+
+    TLibHost& Host() const { return host_; }
+
+    // --- properties
+    int LastElementNo() const { return lastElementNo_; }
+    const std::vector<int>& LastSelectedElementNos() const { return lastSelectedElementNos_; }
+    int LibType() const { return libType_; }
+    int GetCurIndex() const;
+    int TabCount() const { return static_cast<int>(myTables_.size()); }
+    db::TTable* GetMainTable(int tabIndex) const;
+    TMyTable* GetMyTable(int tabIndex) const;
+    std::string GetFileName(int tabIndex) const;
+    TLibPathType GetPathType(int tabIndex) const;
+    bool TabReadOnly(int tabIndex) const;
+    bool Posted() const { return posted_; }
+    bool Deleted() const { return deleted_; }
+
+    // --- virtual operations
+    virtual bool CheckCopyElementAllowed(TCustomLibForm& target, int tabIndex);
+    virtual void SetLibType(int libType);
+    virtual int AddIndex(TLibPathType pathType);
+    virtual std::unique_ptr<TPrintItem> CreatePrintItem();
+    virtual void MainTableBeforePost(db::TTable& table);
+    virtual void MainTableAfterPost(db::TTable& table);
+    virtual void MainTableAfterDelete(db::TTable& table);
+    virtual void MainTableBeforeDelete(db::TTable& table);
+    virtual void MainTableNewRecord(db::TTable& table);
+    virtual void MainTableAfterCancel(db::TTable& table);
+    virtual void SetCurIndex(int tabIndex);
+    // Opens the tab's tables; kinds with a schema update run it here.
+    virtual void OpenLibrary(int tabIndex, const std::string& fileName);
+    virtual void DoSearch();
+    virtual void SetReadOnly(int tabIndex, bool readOnly);
+    // Open-dialog filter of the files the kind imports; empty when it imports nothing.
+    virtual std::string GetImportFilter();
+    // Open-dialog filter of the kind's library file.
+    virtual std::string GetFilterName();
+    virtual int SaveQuestion();
+    virtual int GetElementNo(int tabIndex);
+    virtual bool GotoElementNo(int tabIndex, int number);
+    virtual std::string GetCaptionString();
+    // Copies the current element of srcTab into target's dstTab. Overrides follow the contract of the
+    // frame's version: read the whole element, mark the target table with the bulk tag, resolve the name
+    // with CheckNameTwice, write into the record it prepared (new or, on overwrite, the existing one), map
+    // references unless keepNumbers, store, clear the tag.
+    virtual void CopySingleElement(int srcTab, int dstTab, TCustomLibForm& target, bool keepNumbers,
+                                   TneAction& action);
+    virtual void CreateNewLibrary(int tabIndex, const std::string& fileName);
+    virtual void ImportFile(const std::string& fileName);
+    virtual void CreateFieldList();
+
+    // The current element as the kind sees it (command line "element" object); the frame's version holds
+    // every field except the number. ApplyElementView writes such an object into the record in edit
+    // state; unknown members are an error.
+    virtual nlohmann::json ElementView();
+    virtual void ApplyElementView(const nlohmann::json& view);
+    // Reads the current record into the editor's controls and element object (after the command line or
+    // a copy changed it behind the editor's back).
+    virtual void RefreshElement();
+
+    // Opens the System, Global and Project folders for the service (empty entries are skipped); a missing
+    // Project library is created, a missing Global one is not. Kinds with an opening of their own override.
+    virtual void OpenLibraryFolders(const std::vector<std::string>& folders);
+    // Opens one folder to carry its older library files over into the current format.
+    virtual void OpenForConversion(const std::string& folder);
+    // Switches an element filter off so that any element can be shown; false when the kind has none.
+    virtual bool SwitchElementFilterOff();
+
+    // --- opening
+    // Opens the library of the kind in each non-empty folder (up to index high).
+    void OpenFiles(const std::vector<std::string>& folders, int high, bool createGlobal, bool createMissing);
+    // Binds a tab to the kind's library file in folder and attaches its events.
+    void InitLib(int tabIndex, const std::string& folder, bool readOnly);
+    TLibPathType GetPathTypeByName(const std::string& fileOrFolder) const;
+    int GetPathTypeCount(TLibPathType pathType) const;
+    int GetFirstProjIndex() const;
+    // The tab showing a library file (compared ignoring case), or -1.
+    int FindTabByFileName(const std::string& fileName) const;
+
+    // --- elements
+    std::string GetElementName(int tabIndex);
+    std::string GetElementHint();
+    bool GotoElementName(int tabIndex, const std::string& name);
+    // Element numbers of the rows selected in the list (the current one when none is).
+    std::vector<int> SelectedElementNos();
+    void SelectAll();
+    void DeleteSelected();
+    void SetCaption();
+    using TControl::SetCaption;
+    void EnableDBButtons();
+
+    // --- storing
+    int DefaultSaveQuestion(std::string question, std::string name);
+    void DoDefaultSaveAction(int answer);
+    // Stores the current record of the current tab when it is being edited (bound controls first).
+    void StoreCurrent();
+
+    // --- settings
+    void ReadLibSettings(TMyTable& myTable);
+    void WriteLibSettings(TMyTable& myTable);
+
+    // --- backups and maintenance
+    void PerformBackup(const std::string& folder);
+    bool UpdateLibrary();
+    bool ImportOpenDialog(std::string& fileName);
+    bool ImportMultiOpenDialog(std::vector<std::string>& files);
+
+    // --- picture field
+    void LoadGraphicField(const std::string& fileName, db::TField& field, int maxSize);
+    void ResizePicture(TPanel& panel);
+    TPictureBox* DBImage() const { return dbImage_; }
+    TPanel* DBImagePanel() const { return dbImagePanel_; }
+
+    // --- copying
+    void CopyElement(TCustomLibForm& target, int dstTab);
+    // Rebuilds the entries under a "Copy to" menu item.
+    void CreateCopyToMenu(TMenuItem& copyTo);
+    // Runs the copy of a Copy-to entry's target code.
+    void CopyToTarget(int code);
+
+    // --- pick mode
+    // Shows the "Accept"/"Cancel" bar of a modal pick.
+    void ShowAcceptBar();
+    bool AcceptBarVisible() const;
+
+    // --- controls
+    TTabControl& TabLibs() const { return *tabLibs_; }
+    TDBElementList& DBList() const { return *dbList_; }
+    TEdit& EditSearch() const { return *editSearch_; }
+    TNavigator& Navigator() const { return *navigator_; }
+    TPanel& PanelCopy() const { return *panelCopy_; }
+    // The copy buttons below the list, in order; Tag is the tab index they copy into (-1: Global not open).
+    std::vector<TButton*> CopyButtons() const;
+    // Where kind editors put their pages.
+    TPanel& DataArea() const { return *panelData_; }
+    TDataSource& DataSource() { return dataSource_; }
+
+    // --- menu handlers
+    void OpenAnotherLibraryClick(TComponent& sender);
+    void ImportClick(TComponent& sender);
+    void BackupCopyClick(TComponent& sender);
+    void SelectAllClick(TComponent& sender);
+    void YScaleClick(TComponent& sender);
+    void CopyButtonClick(TComponent& sender);
+    void AcceptClick(TComponent& sender);
+    void PictureLoadClick(TComponent& sender);
+    void PictureClearClick(TComponent& sender);
+    void PictureCopyClick(TComponent& sender);
+    void PicturePasteClick(TComponent& sender);
+
+protected:
+    // Adds the picture panel and its pop-up menu to parent, bound to a blob field of the main table.
+    void CreatePictureField(TControl& parent, std::string fieldName);
+    // Every value grid of the data area leaves its edit mode (before navigation and tab changes).
+    void LeaveGridEditModes();
+    // The table of the current tab, when it is open.
+    db::TTable* CurrentTable() const;
+    // Shows the picture of the current record.
+    void ShowPicture();
+
+private:
+    friend class TCopyRun;
+
+    void BuildControls();
+    void BuildMenus();
+    void AttachMainTableEvents(int tabIndex);
+    void TabLibsChanging(TComponent& sender, bool& allowChange);
+    void TabLibsChange(TComponent& sender);
+    void ListTitleClick(TComponent& sender, int col);
+    void NavigatorBeforeAction(TComponent& sender, TNavigateBtn button);
+    void FormCloseQuery(TComponent& sender, bool& canClose);
+    void FormClose(TComponent& sender, TCloseAction& action);
+    void MainTableAfterOpen(db::TTable& table);
+    void EnsureGlobalTab(TButton& button);
+    std::string LibSettingsKey(const TMyTable& myTable) const;
+    bool LibraryEmpty(TMyTable& myTable);
+    std::string RowHint(std::int64_t row);
+
+    TLibHost& host_;
+    int lastElementNo_ = -1;
+    std::vector<int> lastSelectedElementNos_;
+    std::vector<std::unique_ptr<TMyTable>> myTables_;
+    bool posted_ = false;
+    bool deleted_ = false;
+    bool showHoriz_ = true;
+    bool showVert_ = true;
+    int libType_ = 0;
+    std::vector<bool> readOnly_;
+    TPictureBox* dbImage_ = nullptr;
+    TPanel* dbImagePanel_ = nullptr;
+    std::string pictureField_;
+
+    TDataSource dataSource_;
+    TTabControl* tabLibs_ = nullptr;
+    TDBElementList* dbList_ = nullptr;
+    TEdit* editSearch_ = nullptr;
+    TNavigator* navigator_ = nullptr;
+    TPanel* panelCopy_ = nullptr;
+    TPanel* panelData_ = nullptr;
+    TPanel* panelAccept_ = nullptr;
+};
+
+} // namespace korvel

@@ -1,0 +1,431 @@
+// Menu actions of the editor frame: selection, deletion, menu enabling, opening another library, import,
+// backups, the library update, the y-scale, the picture field and the pick mode's accept bar.
+
+#include "editor/CustomLibForm.h"
+#include "platform/Errors.h"
+#include "platform/base/LibKinds.h"
+#include "platform/base/YScaleForm.h"
+#include "platform/db/Table.h"
+#include "platform/image/Picture.h"
+#include "platform/settings/PathText.h"
+#include "platform/ui/Ui.h"
+
+#include <filesystem>
+#include <fstream>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace korvel {
+
+namespace {
+
+bool Editing(const db::TTable& table) {
+    return table.State() == db::TDataSetState::Edit || table.State() == db::TDataSetState::Insert;
+}
+
+// Sets a table's tag for the lifetime of the guard.
+class TTagGuard {
+public:
+    TTagGuard(db::TTable& table, int tag) : table_(table) { table_.Tag = tag; }
+    ~TTagGuard() { table_.Tag = 0; }
+    TTagGuard(const TTagGuard&) = delete;
+    TTagGuard& operator=(const TTagGuard&) = delete;
+
+private:
+    db::TTable& table_;
+};
+
+} // namespace
+
+// --- selection and deletion
+
+std::vector<int> TCustomLibForm::SelectedElementNos() {
+    std::vector<int> numbers;
+    db::TTable* table = CurrentTable();
+    if (!table || table->IsEmpty())
+        return numbers;
+    std::vector<db::TBookmark> marks = dbList_->SelectedBookmarks();
+    if (marks.empty())
+        return {table->Fields(0).AsInteger()};
+    const db::TBookmark here = table->GetBookmark();
+    for (db::TBookmark mark : marks)
+        if (table->GotoBookmark(mark))
+            numbers.push_back(table->Fields(0).AsInteger());
+    table->GotoBookmark(here);
+    return numbers;
+}
+
+void TCustomLibForm::SelectAll() {
+    dbList_->SelectAll();
+}
+
+void TCustomLibForm::SelectAllClick(TComponent& /*sender*/) {
+    // Ctrl+A in an edit box selects its text; the renderer does that itself.
+    if (dynamic_cast<TEdit*>(ActiveControl()) != nullptr)
+        return;
+    SelectAll();
+}
+
+void TCustomLibForm::DeleteSelected() {
+    db::TTable* table = CurrentTable();
+    if (!table || !table->CanModify() || table->IsEmpty())
+        return;
+    if (Editing(*table))
+        table->Cancel();
+    if (dbList_->SelectedCount() == 0) {
+        table->Delete();
+        return;
+    }
+    // The selection is read again after each deletion: a handler may change it.
+    for (;;) {
+        std::vector<db::TBookmark> marks = dbList_->SelectedBookmarks();
+        if (marks.empty())
+            break;
+        if (!table->GotoBookmark(marks.front())) {
+            dbList_->ClearSelection();
+            break;
+        }
+        table->Delete();
+    }
+}
+
+void TCustomLibForm::NavigatorBeforeAction(TComponent& /*sender*/, TNavigateBtn button) {
+    LeaveGridEditModes();
+    if (button == nbPost)
+        dataSource_.UpdateRecord();
+    if (button == nbDelete) {
+        DeleteSelected();
+        Abort(); // done here, row by row; the navigator's own single delete must not follow
+    }
+}
+
+void TCustomLibForm::EnableDBButtons() {
+    TMainMenu* menu = MainMenu();
+    if (!menu)
+        return;
+    db::TTable* table = dataSource_.Active() ? dataSource_.DataSet() : nullptr;
+    const bool canModify = table && table->CanModify();
+    const bool editing = table && Editing(*table);
+    auto set = [&](const char* name, bool enabled) {
+        if (TMenuItem* item = menu->FindItem(name))
+            item->SetEnabled(enabled);
+    };
+    const bool first = table && !table->Bof();
+    const bool next = table && !table->Eof();
+    set("GoFirst", first);
+    set("GoPrior", first);
+    set("GoNext", next);
+    set("GoLast", next);
+    set("InsertElement", canModify);
+    set("DeleteElement", canModify && !table->IsEmpty());
+    set("StoreElement", canModify && editing);
+    set("CancelEdit", canModify && editing);
+    set("GoTo", first || next || canModify);
+    const int tab = GetCurIndex();
+    set("Import", tab >= 0 && GetPathType(tab) != TLibPathType::System && !TabReadOnly(tab) &&
+                      !GetImportFilter().empty());
+    if (TMenuItem* copyTo = menu->FindItem("CopyTo"))
+        CreateCopyToMenu(*copyTo);
+}
+
+// --- other libraries and import
+
+void TCustomLibForm::OpenAnotherLibraryClick(TComponent& /*sender*/) {
+    TOpenDialogOptions options;
+    options.Title = "Select library path";
+    options.Filter = GetFilterName();
+    const int p = GetFirstProjIndex();
+    if (p >= 0) {
+        const std::string file = GetFileName(p);
+        options.FileName = file;
+        options.InitialDir = ExtractFolder(file);
+    }
+    std::vector<fs::path> chosen = Ui().OpenDialog(options);
+    if (chosen.empty())
+        return;
+    const std::string folder = IncludeTrailingSeparator(chosen.front().parent_path().string());
+    if (!fs::exists(folder + LibName(libType_))) {
+        Ui().MessageDlg("The folder \"" + folder + "\" holds no library \"" + LibName(libType_) + "\".",
+                        mtError, {mbOK});
+        return;
+    }
+    // A library that is open already is shown rather than opened twice.
+    if (int tab = FindTabByFileName(folder + LibName(libType_)); tab >= 0) {
+        if (tabLibs_->SetTabIndex(tab))
+            SetCurIndex(tab);
+        return;
+    }
+    OpenFiles({folder}, 0, false, false);
+}
+
+bool TCustomLibForm::ImportOpenDialog(std::string& fileName) {
+    TOpenDialogOptions options;
+    options.Title = "Import";
+    options.Filter = GetImportFilter();
+    options.FileName = fileName;
+    std::vector<fs::path> chosen = Ui().OpenDialog(options);
+    if (chosen.empty())
+        return false;
+    fileName = chosen.front().string();
+    return true;
+}
+
+bool TCustomLibForm::ImportMultiOpenDialog(std::vector<std::string>& files) {
+    TOpenDialogOptions options;
+    options.Title = "Import";
+    options.Filter = GetImportFilter();
+    options.MultiSelect = true;
+    std::vector<fs::path> chosen = Ui().OpenDialog(options);
+    files.clear();
+    for (const fs::path& f : chosen)
+        files.push_back(f.string());
+    return !files.empty();
+}
+
+void TCustomLibForm::ImportClick(TComponent& /*sender*/) {
+    db::TTable* table = CurrentTable();
+    if (!table || GetImportFilter().empty())
+        return;
+    if (Editing(*table))
+        StoreCurrent();
+    const std::string name = GetElementName(GetCurIndex());
+    const bool filtered = table->Filtered();
+    table->SetFiltered(false);
+    std::string file;
+    {
+        TTagGuard bulk(*table, kTagBulkWork);
+        if (ImportOpenDialog(file))
+            ImportFile(file);
+    }
+    GotoElementName(GetCurIndex(), name);
+    table->SetFiltered(filtered);
+}
+
+// --- backups
+
+void TCustomLibForm::BackupCopyClick(TComponent& /*sender*/) {
+    TMyTable* myTable = GetMyTable(GetCurIndex());
+    if (!myTable || !CurrentTable())
+        return;
+    const std::string folder = myTable->Folder() + "libs_backup/";
+    if (fs::exists(folder + LibName(libType_))) {
+        Ui().MessageDlg("Backup copy already exists, please delete the files first!", mtError, {mbOK});
+        return;
+    }
+    Ui().MessageDlg("Creates a backup in folder \"" + folder + "\"!", mtInformation, {mbOK});
+    PerformBackup(folder);
+}
+
+void TCustomLibForm::PerformBackup(const std::string& folder) {
+    const int s = GetCurIndex();
+    db::TTable* source = CurrentTable();
+    if (!source)
+        return;
+    if (Editing(*source))
+        StoreCurrent();
+    fs::create_directories(folder);
+    const int tabsBefore = TabCount();
+    // A backup of the Global library lies below the global folder, so it counts as Global and must be made.
+    OpenFiles({folder}, 0, true, true);
+    if (TabCount() == tabsBefore || !CurrentTable())
+        throw EKorvelError("The backup library in \"" + folder + "\" could not be created");
+    const int d = GetCurIndex();
+    db::TTable& target = *CurrentTable();
+    db::TDatabase& targetDb = GetMyTable(d)->Database();
+
+    const db::TBookmark position = source->GetBookmark();
+    const std::string index = source->IndexName();
+    const bool filtered = source->Filtered();
+    source->SetFiltered(false);
+    source->SetIndexName("p");
+    auto beforeDelete = target.BeforeDelete;
+    target.BeforeDelete = nullptr;
+    auto restore = [&] {
+        source->SetIndexName(index);
+        source->SetFiltered(filtered);
+        source->GotoBookmark(position);
+        target.BeforeDelete = beforeDelete;
+    };
+    try {
+        targetDb.StartTransaction();
+        TneAction action = TneAction::Overwrite;
+        source->First();
+        while (!source->Eof()) {
+            const std::int64_t n = source->Fields(0).AsLargeInt();
+            // Numbers are never reused: raising the counter to the source number reproduces the gaps.
+            targetDb.RaiseNextAutoIncValue(target.TableName(), n);
+            const std::int64_t before = targetDb.NextAutoIncValue(target.TableName());
+            CopySingleElement(s, d, *this, true, action);
+            if (action == TneAction::Cancel)
+                break;
+            const std::int64_t m = targetDb.NextAutoIncValue(target.TableName()) - 1;
+            if (m >= before && n > m) {
+                // The counter could not be raised: delete the copy and copy again until the number fits.
+                if (GotoElementNo(d, static_cast<int>(m)))
+                    target.Delete();
+                continue;
+            }
+            source->Next();
+        }
+        targetDb.Commit();
+    } catch (...) {
+        targetDb.Rollback();
+        restore();
+        throw;
+    }
+    restore();
+    target.Refresh();
+}
+
+bool TCustomLibForm::UpdateLibrary() {
+    TMyTable* myTable = GetMyTable(GetCurIndex());
+    if (!myTable)
+        return false;
+    const fs::path folder = myTable->Folder();
+    const fs::path tmp = folder / "tmp";
+    const fs::path tmp2 = folder / "tmp2";
+    std::error_code ec;
+    PerformBackup(tmp.string() + "/");
+
+    auto copyFiles = [](const fs::path& from, const fs::path& to) {
+        std::error_code err;
+        fs::create_directories(to, err);
+        for (const auto& entry : fs::directory_iterator(from, err)) {
+            if (!entry.is_regular_file())
+                continue;
+            if (!fs::copy_file(entry.path(), to / entry.path().filename(),
+                               fs::copy_options::overwrite_existing, err))
+                return false;
+        }
+        return !err;
+    };
+    bool saved = copyFiles(folder, tmp2);
+    // The backup tab and the current table let go of their files before they are replaced.
+    if (TMyTable* backup = GetMyTable(TabCount() - 1); backup && backup != myTable)
+        backup->Close();
+    myTable->GetTable()->Close();
+    myTable->Close();
+    bool restored = saved && copyFiles(tmp, folder);
+    if (!restored)
+        copyFiles(tmp2, folder);
+    for (const fs::path& dir : {tmp, tmp2})
+        fs::remove_all(dir, ec);
+    myTable->Open();
+    SetCurIndex(GetCurIndex());
+    return restored;
+}
+
+// --- y-scale
+
+void TCustomLibForm::YScaleClick(TComponent& /*sender*/) {
+    EditYScale(Ui(), libType_);
+}
+
+// --- picture field
+
+void TCustomLibForm::CreatePictureField(TControl& parent, std::string fieldName) {
+    pictureField_ = std::move(fieldName);
+    dbImagePanel_ = &parent.Add<TPanel>("DBImagePanel");
+    dbImagePanel_->SetAlign(alClient);
+    dbImage_ = &dbImagePanel_->Add<TPictureBox>("DBImage");
+    dbImage_->SetProportional(true);
+    TPopupMenu& menu = AddPopupMenu("PictureMenu");
+    menu.Items().Add("PictureLoad", "Load..").OnClick = Bind(&TCustomLibForm::PictureLoadClick);
+    menu.Items().Add("PictureClear", "Clear").OnClick = Bind(&TCustomLibForm::PictureClearClick);
+    menu.Items().Add("PictureCopy", "Copy").OnClick = Bind(&TCustomLibForm::PictureCopyClick);
+    menu.Items().Add("PicturePaste", "Paste").OnClick = Bind(&TCustomLibForm::PicturePasteClick);
+    dbImage_->SetPopupMenu(&menu);
+    dataSource_.AddListener([this](db::TDataEvent event, const db::TField* field) {
+        if (event != db::TDataEvent::FieldChange || (field && field->FieldName() == pictureField_))
+            ShowPicture();
+    });
+}
+
+void TCustomLibForm::ShowPicture() {
+    if (!dbImage_)
+        return;
+    db::TTable* table = CurrentTable();
+    db::TField* field = table ? table->FindField(pictureField_) : nullptr;
+    db::TBytes bytes = field && !table->IsEmpty() ? field->AsBytes() : db::TBytes{};
+    if (bytes.empty() || DetectImageFormat(bytes).empty()) {
+        dbImage_->Clear();
+        return;
+    }
+    dbImage_->SetPicture(std::move(bytes));
+    if (dbImagePanel_)
+        ResizePicture(*dbImagePanel_);
+}
+
+void TCustomLibForm::LoadGraphicField(const std::string& fileName, db::TField& field, int maxSize) {
+    field.SetAsBytes(LoadPictureFile(fileName, maxSize));
+}
+
+void TCustomLibForm::ResizePicture(TPanel& panel) {
+    if (!dbImage_ || dbImage_->Empty())
+        return;
+    std::optional<TImageSize> size = ImageSizeOf(dbImage_->Bytes());
+    if (!size)
+        return;
+    const TRect r = FitRect(*size, panel.ClientRect());
+    dbImage_->SetBounds(r.Left, r.Top, r.Width, r.Height);
+}
+
+void TCustomLibForm::PictureLoadClick(TComponent& /*sender*/) {
+    db::TTable* table = CurrentTable();
+    if (!table || !table->CanModify() || pictureField_.empty())
+        return;
+    TOpenDialogOptions options;
+    options.Title = "Load picture";
+    options.Filter = "Pictures (*.png;*.jpg;*.jpeg;*.bmp;*.gif)|*.png;*.jpg;*.jpeg;*.bmp;*.gif";
+    std::vector<fs::path> chosen = Ui().OpenDialog(options);
+    if (chosen.empty())
+        return;
+    // Read before the record is touched, so a bad file leaves it as it was.
+    std::vector<std::uint8_t> png = LoadPictureFile(chosen.front(), 400);
+    if (!Editing(*table))
+        table->Edit();
+    table->FieldByName(pictureField_).SetAsBytes(png);
+    ShowPicture();
+}
+
+void TCustomLibForm::PictureClearClick(TComponent& /*sender*/) {
+    db::TTable* table = CurrentTable();
+    if (!table || !table->CanModify() || pictureField_.empty())
+        return;
+    if (!Editing(*table))
+        table->Edit();
+    table->FieldByName(pictureField_).Clear();
+    ShowPicture();
+}
+
+void TCustomLibForm::PictureCopyClick(TComponent& /*sender*/) {
+    if (dbImage_ && !dbImage_->Empty())
+        Ui().SetClipboardPicture(dbImage_->Bytes());
+}
+
+void TCustomLibForm::PicturePasteClick(TComponent& /*sender*/) {
+    db::TTable* table = CurrentTable();
+    if (!table || !table->CanModify() || pictureField_.empty())
+        return;
+    std::vector<std::uint8_t> bytes = Ui().ClipboardPicture();
+    if (bytes.empty())
+        return;
+    std::vector<std::uint8_t> png = FitPicture(bytes, 400);
+    if (!Editing(*table))
+        table->Edit();
+    table->FieldByName(pictureField_).SetAsBytes(png);
+    ShowPicture();
+}
+
+// --- pick mode
+
+void TCustomLibForm::ShowAcceptBar() {
+    panelAccept_->SetVisible(true);
+}
+
+bool TCustomLibForm::AcceptBarVisible() const {
+    return panelAccept_->Visible();
+}
+
+} // namespace korvel

@@ -1,0 +1,40 @@
+#pragma once
+
+// Copying elements between libraries of one kind: the name-conflict check shared by every copy and import,
+// and the guards a copy holds on its target table.
+
+#include "platform/base/LibTypes.h"
+#include "platform/db/Table.h"
+
+#include <string>
+
+namespace korvel {
+
+class IUi;
+
+// Resolves a name conflict in the target table and prepares the record to be written: looks name up on
+// indexName (the element-name index "EN"), asks the person while it is found (unless the action already
+// holds for all: cancel, overwrite all, skip all), and follows a new name until it is free. Returns whether
+// the copy goes ahead; the table is then in edit state on the element to overwrite, or in insert state on a
+// new record. name receives a new name the person typed.
+bool CheckNameTwice(IUi& ui, db::TTable& table, const std::string& indexName, std::string& name,
+                    TneAction& action);
+
+// Marks a table as being filled by bulk work for the lifetime of the guard (editors skip screen work and
+// questions then).
+class TBulkTag {
+public:
+    explicit TBulkTag(db::TTable& table) : table_(table), previous_(table.Tag) { table_.Tag = kTagBulkWork; }
+    ~TBulkTag() { table_.Tag = previous_ == kTagBulkWork ? kTagBulkWork : 0; }
+    TBulkTag(const TBulkTag&) = delete;
+    TBulkTag& operator=(const TBulkTag&) = delete;
+
+private:
+    db::TTable& table_;
+    int previous_;
+};
+
+// Stores the prepared record; on failure the record is cancelled so no half element stays behind.
+void PostOrCancel(db::TTable& table);
+
+} // namespace korvel

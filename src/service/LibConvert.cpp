@@ -1,0 +1,96 @@
+// Conversion of a folder's older library files to the current library files.
+
+#include "platform/base/LibKinds.h"
+#include "platform/settings/PathText.h"
+#include "service/LibService.h"
+
+#include <filesystem>
+#include <system_error>
+
+namespace fs = std::filesystem;
+
+namespace korvel {
+
+namespace {
+
+// The older files of each kind: those that must exist for a conversion, and all that go afterwards.
+struct TOldFiles {
+    int LibType;
+    std::vector<const char*> AnyOf; // one of these starts the conversion
+    std::vector<const char*> AllOf; // all of these must exist
+    std::vector<const char*> Remove;
+};
+
+const std::vector<TOldFiles>& OldFiles() {
+    static const std::vector<TOldFiles> files = {
+        {120, {"Emis.abs", "Riwi.abs"}, {}, {"Riwi.abs", "Emis.abs", "Emis.fil", "EmisGrp.abs"}},
+        {122, {"Trans.abs"}, {}, {"Trans.abs", "Trans.fil", "TransGrp.abs"}},
+        {123, {"Atten.abs"}, {}, {"Atten.abs", "Atten.fil", "AttenGrp.abs"}},
+        {121, {"Absor.abs"}, {}, {"Absor.abs", "Absor.fil", "AbsorGrp.abs"}},
+        {135, {}, {"Assess.abs", "ZBDef.abs", "Gebiete.abs"}, {"Assess.abs", "ZBDef.abs", "Gebiete.abs"}},
+    };
+    return files;
+}
+
+constexpr const char* kBackedUp[] = {"Riwi.abs",     "Emis.abs",   "EmisGrp.abs",  "Trans.abs",
+                                     "TransGrp.abs", "Atten.abs",  "AttenGrp.abs", "Absor.abs",
+                                     "AbsorGrp.abs", "Assess.abs", "ZBDef.abs",    "Gebiete.abs"};
+
+bool Wanted(const fs::path& folder, const TOldFiles& kind) {
+    bool any = kind.AnyOf.empty();
+    for (const char* f : kind.AnyOf)
+        any = any || fs::exists(folder / f);
+    bool all = true;
+    for (const char* f : kind.AllOf)
+        all = all && fs::exists(folder / f);
+    return any && all;
+}
+
+} // namespace
+
+void ConvertLibrary(TLibHost& host, const std::string& folder) {
+    const fs::path dir(folder);
+    const std::string location = IncludeTrailingSeparator(folder);
+    TLog& log = host.Log();
+    std::error_code ec;
+    fs::create_directories(dir / "backup", ec);
+    for (const char* f : kBackedUp)
+        if (fs::exists(dir / f))
+            fs::copy_file(dir / f, dir / "backup" / f, fs::copy_options::overwrite_existing, ec);
+
+    std::vector<const TOldFiles*> done;
+    for (const TOldFiles& kind : OldFiles()) {
+        if (!Wanted(dir, kind))
+            continue;
+        if (fs::exists(location + LibName(kind.LibType))) {
+            done.push_back(&kind);
+            continue;
+        }
+        std::unique_ptr<TCustomLibForm> editor = CreateLib(host, kind.LibType);
+        if (!editor) {
+            // Without a converter the old files are the only copy of the data in this folder: they stay.
+            log.AddError("The " + std::string(FindLibKind(kind.LibType)->Caption) + " of \"" + folder +
+                         "\" cannot be converted by this version; its older files are kept.");
+            continue;
+        }
+        try {
+            editor->SetVisible(false);
+            editor->OpenForConversion(location);
+            done.push_back(&kind);
+        } catch (const std::exception& e) {
+            log.AddError(e.what());
+            done.push_back(&kind); // the backup folder keeps the copies
+        }
+    }
+
+    if (log.HasMessages()) {
+        log.SetProgress(100);
+        host.ShowLog(true);
+    }
+    for (const TOldFiles* kind : done)
+        for (const char* f : kind->Remove)
+            fs::remove(dir / f, ec);
+    host.FreeLog();
+}
+
+} // namespace korvel

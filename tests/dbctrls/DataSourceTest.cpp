@@ -1,0 +1,104 @@
+#include "DbCtrlsFixture.h"
+
+#include <vector>
+
+namespace korvel {
+namespace {
+
+std::string EnabledButtons(const TNavigator& nav) {
+    static const char* names[] = {"First",  "Prior", "Next", "Last",   "Insert",
+                                  "Delete", "Edit",  "Post", "Cancel", "Refresh"};
+    std::string s;
+    for (int b = 0; b < kNavigateBtnCount; ++b)
+        if (nav.ButtonEnabled(static_cast<TNavigateBtn>(b)))
+            s += std::string(s.empty() ? "" : " ") + names[b];
+    return s;
+}
+
+class DataSourceTest : public test::DbCtrlsFixture {
+protected:
+    void SetUp() override {
+        DbCtrlsFixture::SetUp();
+        Add(*elements, "Alpha");
+        Add(*elements, "Beta");
+        elements->First();
+    }
+};
+
+TEST_F(DataSourceTest, ListenersHearTheTableAndSwitches) {
+    std::vector<db::TDataEvent> heard;
+    int second = 0;
+    int id2 = 0;
+    const int id1 = source.AddListener([&](db::TDataEvent e, const db::TField*) {
+        heard.push_back(e);
+        source.RemoveListener(id2); // removing another listener while being told
+    });
+    id2 = source.AddListener([&](db::TDataEvent, const db::TField*) { ++second; });
+
+    elements->Next();
+    EXPECT_EQ(heard, std::vector<db::TDataEvent>{db::TDataEvent::RecordChange});
+    EXPECT_EQ(second, 0);
+
+    source.SetDataSet(others.get());
+    EXPECT_EQ(heard.back(), db::TDataEvent::DataSetChange);
+    EXPECT_TRUE(source.IsEmpty()); // the other table has no records
+    heard.clear();
+    elements->Prior(); // no longer bound: not heard
+    EXPECT_TRUE(heard.empty());
+
+    source.RemoveListener(id1);
+    others->Append();
+    EXPECT_TRUE(heard.empty());
+    others->Cancel();
+
+    source.SetDataSet(nullptr);
+    EXPECT_FALSE(source.Active());
+    EXPECT_EQ(source.State(), TNavTargetState::Inactive);
+    EXPECT_THROW(source.Next(), EKorvelError);
+}
+
+TEST_F(DataSourceTest, NavigatorButtonsFollowTheTable) {
+    auto& nav = form.Add<TNavigator>("Navigator");
+    source.AttachNavigator(nav);
+    EXPECT_EQ(nav.Target(), &source);
+    EXPECT_EQ(EnabledButtons(nav), "Next Last Insert Delete Edit Refresh");
+
+    elements->Last(); // moved by code, not by the navigator
+    EXPECT_EQ(EnabledButtons(nav), "First Prior Insert Delete Edit Refresh");
+    elements->Edit();
+    EXPECT_EQ(EnabledButtons(nav), "First Prior Insert Delete Post Cancel");
+    elements->Cancel();
+
+    nav.BtnClick(nbFirst);
+    EXPECT_EQ(elements->FieldByName("ElementName").AsString(), "Alpha");
+    nav.BtnClick(nbInsert);
+    EXPECT_EQ(elements->State(), db::TDataSetState::Insert);
+    nav.BtnClick(nbCancel);
+
+    source.SetDataSet(others.get()); // an empty table
+    EXPECT_EQ(EnabledButtons(nav), "Insert Refresh");
+    source.SetDataSet(nullptr);
+    EXPECT_EQ(EnabledButtons(nav), "");
+
+    source.DetachNavigator(nav);
+    EXPECT_EQ(nav.Target(), nullptr);
+}
+
+TEST_F(DataSourceTest, NavigatorsAndSourcesMayGoInEitherOrder) {
+    auto& first = form.Add<TNavigator>("First");
+    source.AttachNavigator(first);
+    form.Remove(first);
+    elements->Next(); // must not reach the dead navigator
+
+    auto& second = form.Add<TNavigator>("Second");
+    {
+        TDataSource shortLived(elements.get());
+        shortLived.AttachNavigator(second);
+        EXPECT_EQ(second.Target(), &shortLived);
+    }
+    EXPECT_EQ(second.Target(), nullptr);
+    EXPECT_EQ(EnabledButtons(second), "");
+}
+
+} // namespace
+} // namespace korvel

@@ -1,0 +1,79 @@
+#pragma once
+
+#include "platform/Errors.h"
+#include "platform/db/Database.h"
+#include "platform/db/Table.h"
+#include "platform/dbctrls/DataSource.h"
+#include "platform/ui/Form.h"
+#include "support/TempDir.h"
+#include "support/TestUi.h"
+
+#include <gtest/gtest.h>
+#include <memory>
+#include <string>
+
+namespace korvel::test {
+
+// A library with two element tables of different layouts, a form and a data source on the first table.
+class DbCtrlsFixture : public ::testing::Test {
+protected:
+    void SetUp() override {
+        db = std::make_shared<db::TDatabase>(dir.File("Lib.abs"));
+        db->Open(true);
+        db->CreateTable("Elements", ElementDef());
+        db->CreateTable("Others", OtherDef());
+        elements = std::make_unique<db::TTable>(db, "Elements");
+        elements->Open();
+        others = std::make_unique<db::TTable>(db, "Others");
+        others->Open();
+        source.SetDataSet(elements.get());
+    }
+
+    void TearDown() override { source.SetDataSet(nullptr); }
+
+    static db::TTableDef ElementDef() {
+        using db::TFieldType;
+        db::TTableDef def;
+        def.AddField("Nr", TFieldType::AutoInc)
+            .AddField("ElementName", TFieldType::String, 40)
+            .AddField("Gruppen1", TFieldType::Integer)
+            .AddField("Kommentar", TFieldType::Memo)
+            .AddField("Level", TFieldType::Float)
+            .AddField("Count", TFieldType::Word)
+            .AddField("Active", TFieldType::Boolean)
+            .AddField("LastChangeDateTime", TFieldType::DateTime)
+            .AddField("Spektrum", TFieldType::Blob);
+        def.AddIndex("p", {"Nr"}, db::ixPrimary).AddIndex("EN", {"ElementName"}, db::ixCaseInsensitive);
+        return def;
+    }
+
+    // Another kind of library table: a shorter name and no level.
+    static db::TTableDef OtherDef() {
+        using db::TFieldType;
+        db::TTableDef def;
+        def.AddField("Nr", TFieldType::AutoInc)
+            .AddField("ElementName", TFieldType::String, 20)
+            .AddField("Gruppen1", TFieldType::Integer);
+        def.AddIndex("p", {"Nr"}, db::ixPrimary);
+        return def;
+    }
+
+    static std::int64_t Add(db::TTable& table, const std::string& name, int group = 0) {
+        table.Append();
+        table.FieldByName("ElementName").SetAsString(name);
+        table.FieldByName("Gruppen1").SetAsInteger(group);
+        table.Post();
+        return table.Fields(0).AsLargeInt();
+    }
+
+    TempDir dir;
+    std::shared_ptr<db::TDatabase> db;
+    std::unique_ptr<db::TTable> elements;
+    std::unique_ptr<db::TTable> others;
+    TTestUi ui;
+    TForm form{ui, "EditorForm"};
+    // Declared after the tables: destroyed first, as the editor frame must do it.
+    TDataSource source;
+};
+
+} // namespace korvel::test

@@ -1,0 +1,247 @@
+#include "platform/dbctrls/FieldLinks.h"
+
+#include "DbCtrlsFixture.h"
+#include "platform/ui/ListCtrls.h"
+#include "platform/ui/StdCtrls.h"
+
+namespace korvel {
+namespace {
+
+class FieldLinksTest : public test::DbCtrlsFixture {
+protected:
+    void SetUp() override {
+        DbCtrlsFixture::SetUp();
+        for (auto [n, lv, on] : {std::tuple{"Alpha", 0.00015, true}, {"Beta", 98.0, false}}) {
+            elements->Append();
+            elements->FieldByName("ElementName").SetAsString(n);
+            elements->FieldByName("Gruppen1").SetAsInteger(n[0] == 'A' ? 1 : 2);
+            elements->FieldByName("Kommentar").SetAsString(std::string(n) + "\nsecond line");
+            elements->FieldByName("Level").SetAsFloat(lv);
+            elements->FieldByName("Active").SetAsBoolean(on);
+            elements->Post();
+        }
+        Add(*others, "Gamma", 7);
+        elements->First();
+    }
+
+    // Every handler counts its calls, so a test sees whether a link let one fire.
+    template <class C> C& Counted(C& control, TNotifyEvent C::*event) {
+        control.*event = [](TComponent& sender) {
+            sender.SetTag(sender.Tag() + 1);
+        };
+        return control;
+    }
+
+    TEdit& name = Counted(form.Add<TEdit>("EditName"), &TEdit::OnChange);
+    TEdit& level = Counted(form.Add<TEdit>("EditLevel"), &TEdit::OnChange);
+    TMemo& memo = Counted(form.Add<TMemo>("MemoKommentar"), &TMemo::OnChange);
+    TCheckBox& active = Counted(form.Add<TCheckBox>("CheckActive"), &TCheckBox::OnClick);
+    TSpinEdit& group = Counted(form.Add<TSpinEdit>("SpinGroup"), &TSpinEdit::OnChange);
+    TComboBox& combo = Counted(form.Add<TComboBox>("ComboName"), &TComboBox::OnChange);
+};
+
+TEST_F(FieldLinksTest, ControlsFollowScrollsAndTableSwitchesWithoutFiringHandlers) {
+    auto l1 = BindField(name, source, "ElementName");
+    auto l2 = BindField(level, source, "Level");
+    auto l3 = BindField(memo, source, "Kommentar");
+    auto l4 = BindField(active, source, "Active");
+    auto l5 = BindField(group, source, "Gruppen1");
+    auto l6 = BindField(combo, source, "ElementName");
+    EXPECT_EQ(name.Text(), "Alpha");
+    EXPECT_EQ(name.MaxLength(), 40);
+    EXPECT_EQ(level.Text(), "0.00015");
+    EXPECT_EQ(memo.Lines(), (std::vector<std::string>{"Alpha", "second line"}));
+    EXPECT_TRUE(active.Checked());
+    EXPECT_EQ(group.Value(), 1);
+
+    elements->Next();
+    EXPECT_EQ(name.Text(), "Beta");
+    EXPECT_EQ(level.Text(), "98");
+    EXPECT_FALSE(active.Checked());
+    EXPECT_EQ(group.Value(), 2);
+    EXPECT_EQ(combo.Text(), "Beta");
+
+    // The other table has a shorter name and no level: the level edit empties and its limit follows.
+    source.SetDataSet(others.get());
+    EXPECT_EQ(name.Text(), "Gamma");
+    EXPECT_EQ(name.MaxLength(), 20);
+    EXPECT_EQ(level.Text(), "");
+    EXPECT_EQ(memo.Text(), "");
+    EXPECT_FALSE(active.Checked());
+    EXPECT_EQ(group.Value(), 7);
+    EXPECT_EQ(l2->Field(), nullptr);
+
+    source.SetDataSet(nullptr);
+    EXPECT_EQ(name.Text(), "");
+    EXPECT_EQ(group.Value(), 0);
+    for (TControl* c : std::initializer_list<TControl*>{&name, &level, &memo, &active, &group, &combo})
+        EXPECT_EQ(c->Tag(), 0) << c->Name() << " fired its handler";
+    EXPECT_EQ(elements->State(), db::TDataSetState::Browse);
+}
+
+TEST_F(FieldLinksTest, UserInputEditsTheRecordAndKeepsTheFormsHandlers) {
+    auto l1 = BindField(name, source, "ElementName");
+    auto l2 = BindField(level, source, "Level");
+    auto l3 = BindField(active, source, "Active");
+    auto l4 = BindField(group, source, "Gruppen1");
+    auto l5 = BindField(memo, source, "Kommentar");
+
+    name.SetText("Alphorn");
+    EXPECT_EQ(elements->State(), db::TDataSetState::Edit);
+    EXPECT_EQ(elements->FieldByName("ElementName").AsString(), "Alphorn");
+    EXPECT_EQ(name.Tag(), 1);
+
+    level.SetText("2.5");
+    active.Toggle();
+    group.StepUp();
+    memo.SetText("one\r\ntwo");
+    EXPECT_EQ(elements->FieldByName("Level").AsFloat(), 2.5);
+    EXPECT_FALSE(elements->FieldByName("Active").AsBoolean());
+    EXPECT_EQ(elements->FieldByName("Gruppen1").AsInteger(), 2);
+    EXPECT_EQ(elements->FieldByName("Kommentar").AsString(), "one\ntwo");
+    EXPECT_EQ(active.Tag(), 1);
+    EXPECT_EQ(group.Tag(), 1);
+
+    // An emptied number box stores null.
+    level.SetText("");
+    EXPECT_TRUE(elements->FieldByName("Level").IsNull());
+    source.UpdateRecord();
+    elements->Post();
+    elements->First();
+    EXPECT_EQ(elements->FieldByName("ElementName").AsString(), "Alphorn");
+    EXPECT_TRUE(elements->FieldByName("Level").IsNull());
+
+    // Cancelling puts the stored values back into the controls, quietly.
+    name.SetText("Discarded");
+    elements->Cancel();
+    EXPECT_EQ(name.Text(), "Alphorn");
+    EXPECT_EQ(name.Tag(), 2);
+}
+
+TEST_F(FieldLinksTest, InvalidNumberStaysPendingAndStopsTheStore) {
+    auto link = BindField(level, source, "Level");
+    auto l2 = BindField(name, source, "ElementName");
+    int posts = 0;
+    elements->BeforePost = [&](db::TTable&) {
+        ++posts;
+    };
+
+    level.SetText("1.");
+    level.SetText("1.2x");
+    EXPECT_EQ(elements->State(), db::TDataSetState::Edit);
+    EXPECT_EQ(level.Text(), "1.2x"); // the user's text is not taken away
+    EXPECT_DOUBLE_EQ(elements->FieldByName("Level").AsFloat(), 1.0);
+    EXPECT_TRUE(link->HasPending());
+    try {
+        source.UpdateRecord();
+        ADD_FAILURE() << "UpdateRecord took the bad text";
+    } catch (const EKorvelError& e) {
+        EXPECT_STREQ(e.what(), "'1.2x' is not a valid number.");
+    }
+
+    // The navigator's post reports the message and leaves the record in edit state, unstored.
+    auto& nav = form.Add<TNavigator>("Navigator");
+    source.AttachNavigator(nav);
+    ui.ExpectMessage(mtError, "'1.2x' is not a valid number", mrOk);
+    nav.BtnClick(nbPost);
+    EXPECT_EQ(posts, 0);
+    EXPECT_EQ(elements->State(), db::TDataSetState::Edit);
+
+    // Fixing the text clears it; the store goes through.
+    level.SetText("1.25");
+    EXPECT_FALSE(link->HasPending());
+    nav.BtnClick(nbPost);
+    EXPECT_EQ(posts, 1);
+    elements->First();
+    EXPECT_DOUBLE_EQ(elements->FieldByName("Level").AsFloat(), 1.25);
+
+    // A record change drops pending text with the edit.
+    level.SetText("abc");
+    elements->Cancel();
+    EXPECT_FALSE(link->HasPending());
+    EXPECT_EQ(level.Text(), "1.25");
+    EXPECT_NO_THROW(source.UpdateRecord());
+}
+
+TEST_F(FieldLinksTest, AFieldTheTableLacksIsNeverWritten) {
+    auto missing = BindField(name, source, "NoSuchField");
+    auto blob = BindField(level, source, "Spektrum");
+    EXPECT_EQ(name.Text(), "");
+    name.SetText("typed");
+    level.SetText("1");
+    EXPECT_EQ(elements->State(), db::TDataSetState::Browse);
+    EXPECT_FALSE(elements->Modified());
+    EXPECT_NO_THROW(source.UpdateRecord());
+
+    // Rebinding to a real field shows it; the next record empties the unbound one again.
+    missing->SetFieldName("ElementName");
+    EXPECT_EQ(name.Text(), "Alpha");
+    missing->SetFieldName("Nothing");
+    EXPECT_EQ(name.Text(), "");
+}
+
+TEST_F(FieldLinksTest, RefusedEditShowsTheStoredValueAgain) {
+    auto link = BindField(name, source, "ElementName");
+    elements->BeforeEdit = [](db::TTable&) {
+        throw EKorvelError("The element is locked.");
+    };
+    ui.ExpectMessage(mtError, "The element is locked.", mrOk);
+    name.SetText("Other");
+    EXPECT_EQ(name.Text(), "Alpha");
+    EXPECT_EQ(elements->State(), db::TDataSetState::Browse);
+
+    elements->BeforeEdit = [](db::TTable&) {
+        Abort();
+    };
+    name.SetText("Other");
+    EXPECT_EQ(name.Text(), "Alpha");
+}
+
+TEST_F(FieldLinksTest, SettingUpControlsAfterBindingNeverWrites) {
+    auto spin = BindField(group, source, "Gruppen1");
+    group.SetLimits(5, 10); // clamps the shown 1 to 5
+    EXPECT_EQ(group.Value(), 5);
+    EXPECT_EQ(elements->State(), db::TDataSetState::Browse);
+    EXPECT_EQ(elements->FieldByName("Gruppen1").AsInteger(), 1);
+
+    combo.SetStyle(csDropDownList);
+    auto link = BindField(combo, source, "ElementName");
+    EXPECT_EQ(combo.ItemIndex(), -1); // not among the (no) items
+    combo.SetItems({"Beta", "Alpha"});
+    EXPECT_EQ(combo.ItemIndex(), 1);
+    combo.SetItems({"Alpha", "Gamma"}); // the list loses and regains its item
+    EXPECT_EQ(combo.Text(), "Alpha");
+    combo.SetItems({"Gamma"});
+    EXPECT_EQ(combo.Text(), "");
+    EXPECT_EQ(elements->State(), db::TDataSetState::Browse);
+
+    combo.SetItemIndex(0);
+    EXPECT_EQ(elements->FieldByName("ElementName").AsString(), "Gamma");
+    EXPECT_EQ(combo.Tag(), 1);
+}
+
+TEST_F(FieldLinksTest, LinksSurviveTheirControlOrSourceGoingFirst) {
+    auto link = BindField(name, source, "ElementName");
+    auto check = BindField(active, source, "Active");
+    form.Remove(name);
+    elements->Next(); // the link must not touch the dead edit
+    EXPECT_NO_THROW(source.UpdateRecord());
+    link.reset();
+
+    std::unique_ptr<TFieldLink> spin;
+    {
+        TDataSource shortLived(elements.get());
+        spin = BindField(group, shortLived, "Gruppen1");
+        EXPECT_EQ(group.Value(), 2);
+    }
+    EXPECT_EQ(group.Value(), 0); // a source going away empties its controls
+    group.StepUp();
+    EXPECT_EQ(elements->State(), db::TDataSetState::Browse);
+    EXPECT_EQ(spin->Field(), nullptr);
+    spin.reset();
+    EXPECT_FALSE(active.Checked()); // the other link still follows: Beta is inactive
+    check.reset();
+}
+
+} // namespace
+} // namespace korvel

@@ -1,0 +1,77 @@
+#include "platform/dbctrls/FieldText.h"
+
+#include "platform/Errors.h"
+
+#include <charconv>
+#include <gtest/gtest.h>
+
+namespace korvel {
+namespace {
+
+using db::TFieldType;
+
+db::TFieldDef Def(TFieldType type, int size = 0) {
+    return db::TFieldDef{"F", type, size, false};
+}
+
+std::string ErrorOf(TFieldType type, std::string_view text) {
+    try {
+        ParseFieldText(Def(type), text);
+    } catch (const EKorvelError& e) {
+        return e.what();
+    }
+    return "no error";
+}
+
+TEST(FieldText, FloatsAreShortestWithPointAndReadBackExactly) {
+    EXPECT_EQ(FloatText(0.00015), "0.00015");
+    EXPECT_EQ(FloatText(98), "98");
+    EXPECT_EQ(FloatText(-0.0), "0");
+    EXPECT_EQ(FloatText(0.1 + 0.2), "0.30000000000000004");
+    EXPECT_EQ(FloatText(1e-7), "1e-07");
+    for (double d : {1.0 / 3, 2e-6, 6.02214076e23, 1e15 - 0.5, -7.25e-9}) {
+        const std::string text = FloatText(d);
+        double back = 0;
+        std::from_chars(text.data(), text.data() + text.size(), back);
+        EXPECT_EQ(back, d) << text;
+    }
+}
+
+TEST(FieldText, ValuesShowByFieldType) {
+    EXPECT_EQ(FieldValueText(TFieldType::Boolean, std::int64_t{1}), "True");
+    EXPECT_EQ(FieldValueText(TFieldType::DateTime, std::string("2024-03-05 14:07:09.000")),
+              "2024-03-05 14:07:09");
+    EXPECT_EQ(FieldValueText(TFieldType::DateTime, std::string("2024-03-05 14:07:09.250")),
+              "2024-03-05 14:07:09.250");
+    EXPECT_EQ(FieldValueText(TFieldType::Float, std::monostate{}), "");
+    EXPECT_EQ(FieldValueText(TFieldType::Blob, db::TBytes{1, 2, 3}), "(3 bytes)");
+}
+
+TEST(FieldText, ParsingTakesWhatTheFieldHolds) {
+    EXPECT_EQ(ParseFieldText(Def(TFieldType::Float), " +1.5e3 "), db::TValue{1500.0});
+    EXPECT_EQ(ParseFieldText(Def(TFieldType::Integer), "-7"), db::TValue{std::int64_t{-7}});
+    EXPECT_EQ(ParseFieldText(Def(TFieldType::Boolean), "false"), db::TValue{std::int64_t{0}});
+    EXPECT_EQ(ParseFieldText(Def(TFieldType::DateTime), "2024-03-05 14:07"),
+              db::TValue{std::string("2024-03-05 14:07:00.000")});
+    // Empty clears numbers but is a value for text; text is kept as typed.
+    EXPECT_TRUE(db::IsNull(ParseFieldText(Def(TFieldType::Float), "  ")));
+    EXPECT_EQ(ParseFieldText(Def(TFieldType::String, 10), ""), db::TValue{std::string()});
+    EXPECT_EQ(ParseFieldText(Def(TFieldType::String, 10), " a "), db::TValue{std::string(" a ")});
+}
+
+TEST(FieldText, BadTextIsNamedInTheMessage) {
+    EXPECT_EQ(ErrorOf(TFieldType::Float, "abc"), "'abc' is not a valid number.");
+    EXPECT_EQ(ErrorOf(TFieldType::Float, "inf"), "'inf' is not a valid number.");
+    EXPECT_EQ(ErrorOf(TFieldType::Integer, "1.5"), "'1.5' is not a valid whole number.");
+    EXPECT_EQ(ErrorOf(TFieldType::Word, "70000"), "'70000' is outside the range 0..65535.");
+    EXPECT_EQ(ErrorOf(TFieldType::Integer, "3000000000"),
+              "'3000000000' is outside the range -2147483648..2147483647.");
+    EXPECT_EQ(ErrorOf(TFieldType::LargeInt, "99999999999999999999"),
+              "'99999999999999999999' is outside the range of whole numbers.");
+    EXPECT_EQ(ErrorOf(TFieldType::Boolean, "maybe"), "'maybe' is not a valid truth value (True or False).");
+    EXPECT_EQ(ErrorOf(TFieldType::DateTime, "yesterday"),
+              "'yesterday' is not a valid date and time (YYYY-MM-DD HH:MM:SS).");
+}
+
+} // namespace
+} // namespace korvel

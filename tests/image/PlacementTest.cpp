@@ -1,0 +1,90 @@
+#include "platform/Errors.h"
+#include "platform/base/LibKinds.h"
+#include "platform/base/YScale.h"
+#include "platform/settings/ConfigLocation.h"
+#include "platform/settings/IniStore.h"
+#include "platform/settings/WindowPlacement.h"
+#include "support/SettingsSandbox.h"
+
+#include <filesystem>
+#include <gtest/gtest.h>
+
+namespace korvel {
+namespace {
+
+TEST(WindowPlacement, RoundTripsPerSectionUnderTheDocumentedKeys) {
+    test::SettingsSandbox sandbox;
+    EXPECT_FALSE(LoadWindowSettings("Lib120"));
+    SaveWindowSettings("Lib120", {-40, 20, 800, 600, true});
+    SaveWindowSettings("Lib121", {0, 0, 300, 200});
+    EXPECT_EQ(LoadWindowSettings("Lib120"), (TWindowPlacement{-40, 20, 800, 600, true}));
+    EXPECT_EQ(LoadWindowSettings("Lib121"), (TWindowPlacement{0, 0, 300, 200, false}));
+
+    const TIniStore ini(KorvelLibIniFileName());
+    EXPECT_EQ(ini.ReadSection("Lib120"),
+              (std::vector<std::string>{"Left", "Top", "Width", "Height", "Maximized"}));
+    EXPECT_EQ(ini.ReadInteger("Lib120", "Width", 0), 800);
+}
+
+TEST(WindowPlacement, NonsenseReadsAsNothingAndIsNotWritten) {
+    test::SettingsSandbox sandbox;
+    const TIniStore ini(KorvelLibIniFileName());
+    SaveWindowSettings("Lib120", {10, 10, 640, 480});
+    const auto tamper = [&](const char* key, const char* value) {
+        ini.WriteString("Lib120", key, value);
+        const auto read = LoadWindowSettings("Lib120");
+        SaveWindowSettings("Lib120", {10, 10, 640, 480});
+        return read.has_value();
+    };
+    EXPECT_FALSE(tamper("Width", "0"));
+    EXPECT_FALSE(tamper("Height", "-5"));
+    EXPECT_FALSE(tamper("Width", "100001"));
+    EXPECT_FALSE(tamper("Left", "-2147483648"));
+    EXPECT_FALSE(tamper("Top", "abc"));
+    EXPECT_TRUE(tamper("Maximized", "maybe")); // an unreadable flag is just not maximized
+    EXPECT_TRUE(tamper("Width", "100000"));
+    ini.DeleteKey("Lib120", "Top");
+    EXPECT_FALSE(LoadWindowSettings("Lib120"));
+
+    SaveWindowSettings("Lib120", {10, 10, 640, 480});
+    EXPECT_THROW(SaveWindowSettings("Lib120", {10, 10, 0, 480}), EKorvelError);
+    EXPECT_THROW(SaveWindowSettings("Lib120", {200000, 10, 640, 480}), EKorvelError);
+    EXPECT_EQ(LoadWindowSettings("Lib120"), (TWindowPlacement{10, 10, 640, 480}));
+}
+
+TEST(YScaleStore, DefaultsDependOnTheKind) {
+    test::SettingsSandbox sandbox;
+    EXPECT_EQ(ReadYScale(120), (TYScaleFmt{true, 0, 100}));
+    EXPECT_EQ(ReadYScale(121), (TYScaleFmt{true, 0, 1}));
+    EXPECT_THROW(ReadYScale(9999), EKorvelError);
+    EXPECT_THROW(WriteYScale(9999, {}), EKorvelError);
+}
+
+TEST(YScaleStore, StoresThousandthsInTheScaleFilePerKind) {
+    test::SettingsSandbox sandbox;
+    WriteYScale(120, {false, -12.3456, 80.5});
+    EXPECT_EQ(ReadYScale(120), (TYScaleFmt{false, -12.346, 80.5}));
+    EXPECT_EQ(ReadYScale(121), (TYScaleFmt{true, 0, 1}));
+
+    const std::string file = sandbox.Dir().File("KorvelLib.Scale.ini");
+    EXPECT_TRUE(std::filesystem::exists(file));
+    EXPECT_FALSE(std::filesystem::exists(KorvelLibIniFileName())); // nothing in the main settings file
+    const TIniStore ini(file);
+    EXPECT_EQ(ini.ReadInteger(RegLibName(120), "YMin", 0), -12346);
+    EXPECT_EQ(ini.ReadInteger(RegLibName(120), "YMax", 0), 80500);
+    EXPECT_FALSE(ini.ReadBool(RegLibName(120), "YAuto", true));
+
+    // Hand-edited damage: an unreadable value takes the default, an empty range turns automatic.
+    ini.WriteString(RegLibName(120), "YMax", "lots");
+    EXPECT_EQ(ReadYScale(120), (TYScaleFmt{false, -12.346, 100}));
+    ini.WriteInteger(RegLibName(120), "YMax", -20000);
+    EXPECT_TRUE(ReadYScale(120).Auto);
+
+    // A limit the store cannot hold is refused without touching what is stored.
+    WriteYScale(121, {false, 0.25, 0.75});
+    EXPECT_THROW(WriteYScale(121, {true, 0, 3e6}), EKorvelError);
+    EXPECT_EQ(ReadYScale(121), (TYScaleFmt{false, 0.25, 0.75}));
+}
+
+} // namespace
+} // namespace korvel

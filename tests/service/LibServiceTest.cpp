@@ -1,0 +1,120 @@
+// The entry points of the library service.
+
+#include "service/LibService.h"
+
+#include "meteo/PollutantsSchema.h"
+#include "platform/base/LibLocations.h"
+#include "platform/base/ShowLibHook.h"
+#include "support/LibFolders.h"
+
+#include <filesystem>
+#include <fstream>
+#include <gtest/gtest.h>
+
+namespace korvel {
+namespace {
+
+namespace fs = std::filesystem;
+using test::LibFolders;
+constexpr int kType = meteo::kPollutantsLibType;
+
+class ServiceTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        LibFolders::MakeLibrary(kType, f.System(), {{{"Short", "NO2"}}});
+        LibFolders::MakeLibrary(kType, f.Global(), {{{"Short", "G1"}}});
+    }
+    LibFolders f;
+};
+
+TEST_F(ServiceTest, ShowLibOpensAllLocationsAndBringsTheSameEditorForward) {
+    f.Ui().SetAnswerInformation(true);
+    TCustomLibForm* first = ShowLib(f.Host(), kType, f.Project(), false, fsChild);
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(first->TabLibs().Tabs(), (std::vector<std::string>{"System", "Global", "Project"}));
+    EXPECT_TRUE(fs::exists(f.Project() + "Stoffe.abs")); // a missing Project library is made
+    EXPECT_EQ(first->Left(), 0);
+    EXPECT_EQ(GetLastUsed(kType, TLibPathType::Project, ""), f.Project());
+    int tab = -1;
+    TCustomLibForm* found = nullptr;
+    ASSERT_TRUE(LibAlreadyOpen(f.Host(), f.Project(), kType, tab, found));
+    EXPECT_EQ(found, first);
+    EXPECT_EQ(tab, 2);
+    EXPECT_EQ(ShowLib(f.Host(), kType, f.Project(), false, fsChild), first);
+    EXPECT_EQ(f.Host().MDIChildCount(), 1);
+    EXPECT_EQ(f.Host().ActiveWindow(), first);
+}
+
+TEST_F(ServiceTest, TheGlobalFolderAsProjectOpensSystemAndGlobalOnly) {
+    TCustomLibForm* editor = ShowLib(f.Host(), kType, f.Global(), false, fsNormal);
+    ASSERT_NE(editor, nullptr);
+    EXPECT_EQ(editor->TabLibs().Tabs(), (std::vector<std::string>{"System", "Global"}));
+}
+
+TEST_F(ServiceTest, UnknownTypesAndKindsWithoutEditorYieldNothing) {
+    EXPECT_EQ(ShowLib(f.Host(), 4711, f.Project(), false, fsChild), nullptr);
+    EXPECT_EQ(CreateLib(f.Host(), 4711), nullptr);
+    EXPECT_EQ(CreateLib(f.Host(), 120), nullptr);
+    EXPECT_TRUE(f.Host().Windows().empty());
+}
+
+TEST_F(ServiceTest, PickReturnsTheChosenElementAndSelection) {
+    LibFolders::MakeLibrary(kType, f.Project(), {{{"Short", "P1"}}, {{"Short", "P2"}}, {{"Short", "P3"}}});
+    TLibService service(f.Host());
+    f.Ui().ExpectModal("Pollutants", [](TForm& form) {
+        auto& editor = static_cast<TCustomLibForm&>(form);
+        EXPECT_TRUE(editor.AcceptBarVisible());
+        EXPECT_EQ(editor.GetElementNo(editor.GetCurIndex()), 2); // the element asked for is shown
+        editor.GotoElementNo(editor.GetCurIndex(), 3);
+        editor.Find<TButton>("BtnAccept").Click();
+        return mrNone;
+    });
+    int number = 2;
+    std::vector<int> selected{99};
+    EXPECT_EQ(ShowLibFunc()(kType, f.Project(), number, &selected), mrOk);
+    EXPECT_EQ(number, 3);
+    EXPECT_EQ(selected, std::vector<int>{3});
+    EXPECT_TRUE(f.Host().Windows().empty()); // the pick editor is gone
+
+    // Accepting on the Global tab copies the selected elements into the Project library first.
+    f.Ui().ExpectModal("Pollutants", [](TForm& form) {
+        auto& editor = static_cast<TCustomLibForm&>(form);
+        editor.TabLibs().SetTabIndex(1);
+        editor.Find<TButton>("BtnAccept").Click();
+        return mrNone;
+    });
+    number = -1;
+    EXPECT_EQ(ShowLibFunc()(kType, f.Project(), number, nullptr), mrOk);
+    EXPECT_EQ(number, 4);
+
+    f.Ui().ExpectModal("Pollutants", mrCancel);
+    number = 1;
+    EXPECT_EQ(PickLibElement(f.Host(), kType, f.Project(), number, nullptr), mrCancel);
+    EXPECT_EQ(number, 1);
+}
+
+TEST_F(ServiceTest, ConvertLibraryKeepsAConvertedKindAndRemovesItsOldFiles) {
+    const std::string dir = f.Root() + "old";
+    fs::create_directories(dir);
+    for (const char* name : {"Emis.abs", "Emis.fil", "EmisGrp.abs", "Trans.abs"})
+        std::ofstream(dir + "/" + name) << "old " << name;
+    // The new emission library exists already: that kind is left alone, but its old files go.
+    std::ofstream(dir + "/EmisX.abs") << "new";
+    ConvertLibrary(f.Host(), dir);
+    EXPECT_TRUE(fs::exists(dir + "/backup/Emis.abs"));
+    EXPECT_TRUE(fs::exists(dir + "/backup/Trans.abs"));
+    EXPECT_FALSE(fs::exists(dir + "/backup/Emis.fil"));
+    EXPECT_FALSE(fs::exists(dir + "/Emis.abs"));
+    EXPECT_FALSE(fs::exists(dir + "/Emis.fil"));
+    EXPECT_FALSE(fs::exists(dir + "/EmisGrp.abs"));
+    std::ifstream kept(dir + "/EmisX.abs");
+    std::string text;
+    kept >> text;
+    EXPECT_EQ(text, "new");
+    // No converter for transmission spectra yet: their only copy in the folder stays.
+    EXPECT_TRUE(fs::exists(dir + "/Trans.abs"));
+    EXPECT_FALSE(f.Host().HasLog());
+}
+
+} // namespace
+} // namespace korvel
