@@ -7,6 +7,7 @@
 #include "platform/settings/PathText.h"
 #include "platform/settings/PathType.h"
 #include "platform/settings/ProgramSettings.h"
+#include "platform/ui/LabelledRow.h"
 #include "platform/ui/ListCtrls.h"
 #include "platform/ui/Ui.h"
 #include "platform/ui/ValueGrid.h"
@@ -41,7 +42,8 @@ TCustomLibForm::TCustomLibForm(TLibHost& host, std::string name)
 }
 
 TCustomLibForm::~TCustomLibForm() {
-    // The list and the links let go of the tables before the tables go.
+    // Kind editors' listeners died with their members: nobody is told when the tables go.
+    dataSource_.RemoveAllListeners();
     dataSource_.SetDataSet(nullptr);
     myTables_.clear();
 }
@@ -56,15 +58,7 @@ void TCustomLibForm::BuildControls() {
     tabLibs_->OnChanging = Bind(&TCustomLibForm::TabLibsChanging);
     tabLibs_->OnChange = Bind(&TCustomLibForm::TabLibsChange);
 
-    auto& search = tabLibs_->Add<TPanel>("PanelSearch");
-    search.SetAlign(alTop);
-    search.SetHeight(28);
-    auto& label = search.Add<TLabel>("LabelSearch");
-    label.SetCaption("Jump to");
-    label.SetAlign(alLeft);
-    label.SetWidth(60);
-    editSearch_ = &search.Add<TEdit>("EditSearch");
-    editSearch_->SetAlign(alClient);
+    editSearch_ = &AddLabelledRow<TEdit>(*tabLibs_, "EditSearch", "Jump to", 60);
     editSearch_->OnChange = [this](TComponent&) {
         DoSearch();
     };
@@ -211,6 +205,11 @@ bool TCustomLibForm::TabReadOnly(int tabIndex) const {
 }
 
 TLibPathType TCustomLibForm::GetPathTypeByName(const std::string& fileOrFolder) const {
+    // A configured System folder is System wherever it lies, so its libraries are never written.
+    const std::string folder = ExtractFolder(fileOrFolder);
+    for (const std::string& system : {GetSystemLibPath1(), GetSystemLibPath2(), SystemLibPathDefault()})
+        if (!system.empty() && !folder.empty() && SameFileName(IncludeTrailingSeparator(system), folder))
+            return TLibPathType::System;
     return korvel::GetPathTypeByName(fileOrFolder, GetGlobalLibPath());
 }
 
@@ -363,9 +362,10 @@ void TCustomLibForm::SetReadOnly(int tabIndex, bool readOnly) {
     TMyTable* myTable = GetMyTable(tabIndex);
     if (!myTable)
         return;
-    // A System library stays read-only whatever is asked: it is bound so.
-    if (myTable->Database().ReadOnly() != readOnly &&
-        !(myTable->GetReadOnly() && !readOnly && GetPathType(tabIndex) == TLibPathType::System))
+    // A System library stays read-only whatever is asked.
+    if (GetPathType(tabIndex) == TLibPathType::System)
+        readOnly = true;
+    if (myTable->Database().ReadOnly() != readOnly)
         myTable->Database().SetReadOnly(readOnly);
     const bool effective = myTable->GetReadOnly() || myTable->Database().ReadOnly();
     readOnly_[static_cast<size_t>(tabIndex)] = effective;
@@ -514,8 +514,13 @@ void TCustomLibForm::AttachMainTableEvents(int tabIndex) {
     table->BeforePost = [this](db::TTable& t) {
         // Text a control could not store yet is checked whatever starts the store, scrolling included; bulk
         // work writes its own values.
-        if (t.Tag != kTagBulkWork && dataSource_.DataSet() == &t)
-            dataSource_.UpdateRecord();
+        if (t.Tag != kTagBulkWork) {
+            if (dataSource_.DataSet() == &t)
+                dataSource_.UpdateRecord();
+            // Every edit stamps its time; copies and imports carry the time of their source.
+            if (db::TField* changed = t.FindField("LastChangeDateTime"))
+                changed->SetAsDateTime(db::Now());
+        }
         MainTableBeforePost(t);
     };
     table->AfterPost = [this](db::TTable& t) {

@@ -185,6 +185,13 @@ public:
     void PicturePasteClick(TComponent& sender);
 
 protected:
+    // The source and target main tables of a copy, when it can go ahead: the action is not "cancel", the
+    // target shows the same kind, the source has a current element and the target table is open.
+    struct TCopyEnds {
+        db::TTable& Src;
+        db::TTable& Dst;
+    };
+    std::optional<TCopyEnds> CopyEnds(int srcTab, int dstTab, TCustomLibForm& target, TneAction action) const;
     // Adds the picture panel and its pop-up menu to parent, bound to a blob field of the main table.
     void CreatePictureField(TControl& parent, std::string fieldName);
     // Every value grid of the data area leaves its edit mode (before navigation and tab changes).

@@ -80,14 +80,24 @@ void PostOrCancel(db::TTable& table) {
 
 // --- the frame's copy of one element
 
-void TCustomLibForm::CopySingleElement(int srcTab, int dstTab, TCustomLibForm& target, bool /*keepNumbers*/,
-                                       TneAction& action) {
+std::optional<TCustomLibForm::TCopyEnds>
+TCustomLibForm::CopyEnds(int srcTab, int dstTab, TCustomLibForm& target, TneAction action) const {
     if (action == TneAction::Cancel || target.LibType() != LibType())
-        return;
+        return std::nullopt;
     db::TTable* src = GetMainTable(srcTab);
     db::TTable* dst = target.GetMainTable(dstTab);
     if (!src || !src->Active() || src->IsEmpty() || !dst || !dst->Active())
+        return std::nullopt;
+    return TCopyEnds{*src, *dst};
+}
+
+void TCustomLibForm::CopySingleElement(int srcTab, int dstTab, TCustomLibForm& target, bool /*keepNumbers*/,
+                                       TneAction& action) {
+    std::optional<TCopyEnds> ends = CopyEnds(srcTab, dstTab, target, action);
+    if (!ends)
         return;
+    db::TTable* src = &ends->Src;
+    db::TTable* dst = &ends->Dst;
     std::vector<std::pair<std::string, db::TValue>> values;
     for (int i = 0; i < src->FieldCount(); ++i) {
         const db::TField& f = src->Fields(i);

@@ -8,6 +8,7 @@
 #include "platform/db/Restructure.h"
 #include "platform/dbctrls/FieldText.h"
 #include "platform/legacy/Trim.h"
+#include "platform/ui/LabelledRow.h"
 #include "platform/ui/Ui.h"
 
 #include <algorithm>
@@ -35,16 +36,7 @@ template <class T> T FieldOr(db::TTable& table, const char* name, T fallback) {
 }
 
 TEdit& AddEdit(TControl& parent, const std::string& name, const std::string& caption) {
-    auto& row = parent.Add<TPanel>("Panel" + name);
-    row.SetAlign(alTop);
-    row.SetHeight(28);
-    auto& label = row.Add<TLabel>("Label" + name);
-    label.SetCaption(caption);
-    label.SetAlign(alLeft);
-    label.SetWidth(280);
-    auto& edit = row.Add<TEdit>(name);
-    edit.SetAlign(alClient);
-    return edit;
+    return AddLabelledRow<TEdit>(parent, name, caption, 280);
 }
 
 TCheckBox& AddCheck(TControl& parent, const std::string& name, const std::string& caption) {
@@ -116,12 +108,6 @@ TFormPollutants::TFormPollutants(TLibHost& host) : TCustomLibForm(host, "FormPol
     });
 }
 
-TFormPollutants::~TFormPollutants() {
-    // The frame lets go of the table only after this object's members are gone; the listener above must
-    // not see that.
-    DataSource().SetDataSet(nullptr);
-}
-
 void TFormPollutants::BuildPages() {
     auto& pages = DataArea().Add<TPageControl>("PageControl");
     pages.SetAlign(alClient);
@@ -148,15 +134,7 @@ void TFormPollutants::BuildPages() {
         &AddEdit(perc, "EditLimitPerc", "Limit value / Threshold [µg/m³] (Info)");
     optional_["FromDayMean"].Control = &AddCheck(perc, "CBFromDayMean", "From day mean");
 
-    auto& sizeRow = props.Add<TPanel>("PanelKornfraktion");
-    sizeRow.SetAlign(alTop);
-    sizeRow.SetHeight(28);
-    auto& sizeLabel = sizeRow.Add<TLabel>("LabelKornfraktion");
-    sizeLabel.SetCaption("Gauss: Particle size class");
-    sizeLabel.SetAlign(alLeft);
-    sizeLabel.SetWidth(280);
-    cbKornfraktion_ = &sizeRow.Add<TComboBox>("CBKornfraktion");
-    cbKornfraktion_->SetAlign(alClient);
+    cbKornfraktion_ = &AddLabelledRow<TComboBox>(props, "CBKornfraktion", "Gauss: Particle size class", 280);
     cbKornfraktion_->SetStyle(csDropDownList);
     cbKornfraktion_->SetItems({std::begin(kParticleSizeClasses), std::end(kParticleSizeClasses)});
     cbKornfraktion_->OnChange = Bind(&TFormPollutants::CBKornfraktionChange);
@@ -317,12 +295,11 @@ void TFormPollutants::MainTableBeforePost(db::TTable& table) {
 
 void TFormPollutants::CopySingleElement(int srcTab, int dstTab, TCustomLibForm& target, bool /*keepNumbers*/,
                                         TneAction& action) {
-    if (action == TneAction::Cancel || target.LibType() != LibType())
+    std::optional<TCopyEnds> ends = CopyEnds(srcTab, dstTab, target, action);
+    if (!ends)
         return;
-    db::TTable* src = GetMainTable(srcTab);
-    db::TTable* dst = target.GetMainTable(dstTab);
-    if (!src || !src->Active() || src->IsEmpty() || !dst || !dst->Active())
-        return;
+    db::TTable* src = &ends->Src;
+    db::TTable* dst = &ends->Dst;
     TData data = ReadData(*src);
     db::TField* stamp = src->FindField("LastChangeDateTime");
     const db::TValue changed = stamp ? stamp->Value() : db::TValue{};

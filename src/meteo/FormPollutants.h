@@ -36,7 +36,6 @@ void WriteData(const TData& data, db::TTable& table);
 class TFormPollutants : public TCustomLibForm {
 public:
     TFormPollutants(TLibHost& host);
-    ~TFormPollutants() override;
     std::string_view ClassName() const override { return "TFormPollutants"; }
 
     const TData& Data() const { return data_; }

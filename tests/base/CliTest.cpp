@@ -1,35 +1,15 @@
 #include "platform/base/LibKinds.h"
+#include "support/RunProcess.h"
 
-#include <array>
-#include <cstdio>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <sys/wait.h>
 
 namespace korvel::test {
 
 namespace {
 
-struct RunResult {
-    int ExitCode = -1;
-    std::string Out;
-};
-
 RunResult RunCli(const std::string& args) {
-    RunResult r;
-    std::string command = std::string(KORVELLIB_EXE) + " " + args + " 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) {
-        return r;
-    }
-    std::array<char, 4096> buf{};
-    size_t n = 0;
-    while ((n = fread(buf.data(), 1, buf.size(), pipe)) > 0) {
-        r.Out.append(buf.data(), n);
-    }
-    int status = pclose(pipe);
-    r.ExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return r;
+    return RunProgram(KORVELLIB_EXE, args);
 }
 
 } // namespace

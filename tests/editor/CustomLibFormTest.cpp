@@ -4,8 +4,8 @@
 
 #include "meteo/PollutantsSchema.h"
 #include "platform/settings/ConfigLocation.h"
-#include "platform/ui/ListCtrls.h"
 #include "platform/settings/IniStore.h"
+#include "platform/ui/ListCtrls.h"
 #include "service/LibService.h"
 #include "support/LibFolders.h"
 
@@ -71,6 +71,17 @@ TEST_F(FrameTest, FirstProjectIndexFallsBackToTheLastGlobalTab) {
     EXPECT_EQ(editor.GetFirstProjIndex(), 1);
     EXPECT_EQ(editor.CopyButtons().front()->Tag(), 1); // the first Global tab takes the initial button
     EXPECT_EQ(editor.CopyButtons().size(), 1u);
+}
+
+TEST_F(FrameTest, AConfiguredSystemFolderIsSystemWhateverItsName) {
+    const std::string delivered = f.Root() + "delivered/";
+    LibFolders::MakeLibrary(kType, delivered, {{{"Short", "NO2"}}});
+    SetSystemLibPath1(delivered);
+    TCustomLibForm& editor = Open({delivered});
+    ASSERT_EQ(editor.TabCount(), 1);
+    EXPECT_EQ(editor.TabLibs().Tabs()[0], "System");
+    EXPECT_TRUE(editor.TabReadOnly(0));
+    EXPECT_FALSE(editor.GetMainTable(0)->CanModify());
 }
 
 TEST_F(FrameTest, ClosingDeletesANewLibraryThatStayedEmpty) {

@@ -1,6 +1,7 @@
 // The picture field of the frame, on a small kind of the test's own with a picture.
 
 #include "editor/CustomLibForm.h"
+#include "editor/TestKind.h"
 #include "platform/Errors.h"
 #include "platform/image/Picture.h"
 #include "support/LibFolders.h"
@@ -12,25 +13,10 @@
 namespace korvel {
 namespace {
 
+using test::kTestType;
 using test::LibFolders;
-constexpr int kType = 8;
-
-class TPictureEditor : public TCustomLibForm {
-public:
-    explicit TPictureEditor(TLibHost& host) : TCustomLibForm(host, "PictureEditor") {
-        SetLibType(kType);
-        CreatePictureField(DataArea(), "Bild");
-    }
-};
-
-TLibSchema PictureSchema() {
-    TLibSchema schema;
-    schema.FieldIndexDefs = [](TMyTable& lib) {
-        AddElementFields(lib.GetTable()->Defs(), "ElementName");
-        lib.GetTable()->Defs().AddField("Bild", db::TFieldType::Graphic);
-    };
-    return schema;
-}
+using test::TestKindSchema;
+using test::TTestKindEditor;
 
 void Append(void* context, void* data, int size) {
     auto* out = static_cast<std::vector<std::uint8_t>*>(context);
@@ -45,10 +31,10 @@ std::vector<std::uint8_t> Png(int w, int h) {
 }
 
 TEST(PictureFieldTest, LoadClearCopyAndPaste) {
-    TScopedLibSchema schema(kType, PictureSchema());
+    TScopedLibSchema schema(kTestType, TestKindSchema());
     LibFolders f;
-    LibFolders::MakeLibrary(kType, f.Project(), {{{"ElementName", "Fan"}}});
-    TPictureEditor editor(f.Host());
+    LibFolders::MakeLibrary(kTestType, f.Project(), {{{"ElementName", "Fan"}}});
+    TTestKindEditor editor(f.Host());
     editor.OpenFiles({f.Project()}, 0, false, false);
     ASSERT_NE(editor.DBImage(), nullptr);
     EXPECT_TRUE(editor.DBImage()->Empty());

@@ -47,9 +47,12 @@ protected:
 };
 
 TEST_F(PollutantsTest, ControlsShowAndWriteTheirFields) {
-    LibFolders::MakeLibrary(
-        kPollutantsLibType, f.Project(),
-        {{{"Short", "PM10"}, {"StoffName", "Particles"}, {"Kornfraktion", "2"}, {"Perc", "90.4"}}});
+    LibFolders::MakeLibrary(kPollutantsLibType, f.Project(),
+                            {{{"Short", "PM10"},
+                              {"StoffName", "Particles"},
+                              {"Kornfraktion", "2"},
+                              {"Perc", "90.4"},
+                              {"LastChangeDateTime", "2001-02-03 04:05:06"}}});
     TFormPollutants& editor = Open({f.Project()});
     EXPECT_EQ(editor.DBList().Columns()[1].Title, "Short name");
     EXPECT_EQ(editor.DBList().CellText(0, 2), "Particles");
@@ -64,6 +67,7 @@ TEST_F(PollutantsTest, ControlsShowAndWriteTheirFields) {
     editor.StoreCurrent();
     EXPECT_EQ(t.FieldByName("Kornfraktion").AsInteger(), 1);
     EXPECT_DOUBLE_EQ(t.FieldByName("Limit_Mean").AsFloat(), 40.0);
+    EXPECT_GT(t.FieldByName("LastChangeDateTime").AsDateTime(), db::EncodeDateTime(2020, 1, 1)); // stamped
 
     // A refused value keeps the record in edit state.
     editor.Find<TEdit>("EditPerc").SetText("140");

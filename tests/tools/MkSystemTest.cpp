@@ -2,16 +2,14 @@
 #include "platform/base/MyTable.h"
 #include "platform/db/Database.h"
 #include "platform/db/Table.h"
+#include "support/RunProcess.h"
 #include "support/TempDir.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
-#include <sys/wait.h>
 
 namespace korvel::test {
 
@@ -22,26 +20,8 @@ using nlohmann::json;
 
 constexpr int kPollutants = 9;
 
-struct RunResult {
-    int ExitCode = -1;
-    std::string Out;
-};
-
 RunResult RunTool(const std::string& args) {
-    RunResult r;
-    std::string command = std::string(KORVEL_MKSYSTEM_EXE) + " " + args + " 2>&1";
-    FILE* pipe = popen(command.c_str(), "r");
-    if (!pipe) {
-        return r;
-    }
-    std::array<char, 4096> buf{};
-    size_t n = 0;
-    while ((n = fread(buf.data(), 1, buf.size(), pipe)) > 0) {
-        r.Out.append(buf.data(), n);
-    }
-    int status = pclose(pipe);
-    r.ExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return r;
+    return RunProgram(KORVEL_MKSYSTEM_EXE, args);
 }
 
 std::string Quote(const fs::path& p) {

@@ -49,6 +49,15 @@ void TDataSource::RemoveListener(int id) {
     MarkRemoved(listeners_, id);
 }
 
+void TDataSource::RemoveAllListeners() {
+    for (auto& e : listeners_)
+        e->Removed = true;
+    listeners_.clear();
+    for (auto& e : writers_)
+        e->Removed = true;
+    writers_.clear();
+}
+
 int TDataSource::AddRecordWriter(TRecordWriter writer) {
     const int id = nextId_++;
     writers_.push_back(std::make_shared<TEntry<TRecordWriter>>(TEntry<TRecordWriter>{id, std::move(writer)}));

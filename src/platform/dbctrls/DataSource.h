@@ -35,6 +35,9 @@ public:
     // Listeners may add and remove listeners (themselves too) while being told.
     int AddListener(TListener listener);
     void RemoveListener(int id);
+    // Drops every listener and record writer without telling them; for an owner going away whose listeners
+    // may already be gone.
+    void RemoveAllListeners();
 
     // Bound controls register how their pending input reaches the record.
     int AddRecordWriter(TRecordWriter writer);

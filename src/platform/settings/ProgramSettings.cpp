@@ -17,6 +17,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
+std::optional<std::string>& GlobalOverride() {
+    static std::optional<std::string> folder;
+    return folder;
+}
+
+std::optional<std::string>& SystemOverride() {
+    static std::optional<std::string> folder;
+    return folder;
+}
+
 std::string ReadFolder(std::string_view key) {
     return IncludeTrailingSeparator(TIniStore(KorvelLibIniFileName()).ReadString(kFoldersSection, key, ""));
 }
@@ -27,7 +37,17 @@ void WriteFolder(std::string_view key, std::string_view folder) {
 
 } // namespace
 
+void SetGlobalLibPathOverride(std::optional<std::string> folder) {
+    GlobalOverride() = std::move(folder);
+}
+
+void SetSystemLibPathOverride(std::optional<std::string> folder) {
+    SystemOverride() = std::move(folder);
+}
+
 std::string GetGlobalLibPath() {
+    if (GlobalOverride())
+        return IncludeTrailingSeparator(*GlobalOverride());
     return ReadFolder(kGlobalLibKey);
 }
 
@@ -36,6 +56,8 @@ void SetGlobalLibPath(std::string_view folder) {
 }
 
 std::string GetSystemLibPath1() {
+    if (SystemOverride())
+        return IncludeTrailingSeparator(*SystemOverride());
     return ReadFolder(kSystemLib1Key);
 }
 
@@ -44,6 +66,8 @@ void SetSystemLibPath1(std::string_view folder) {
 }
 
 std::string GetSystemLibPath2() {
+    if (SystemOverride())
+        return {};
     return ReadFolder(kSystemLib2Key);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,12 @@ inline constexpr std::string_view kFoldersSection = "Folders";
 inline constexpr std::string_view kGlobalLibKey = "GlobalLib";
 inline constexpr std::string_view kSystemLib1Key = "SystemLib1";
 inline constexpr std::string_view kSystemLib2Key = "SystemLib2";
+
+// While an override is set (the command line's folder options), the getters return it instead of the
+// settings file, and with a System override the second System folder reads as empty. The setters still
+// write the file. Overrides last for the rest of the process; nullopt removes one.
+void SetGlobalLibPathOverride(std::optional<std::string> folder);
+void SetSystemLibPathOverride(std::optional<std::string> folder);
 
 std::string GetGlobalLibPath();
 void SetGlobalLibPath(std::string_view folder);

@@ -1,0 +1,60 @@
+#include "CliRunner.h"
+
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace korvel::test {
+
+namespace {
+
+std::string ReadAll(const std::filesystem::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    std::ostringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+} // namespace
+
+TCliResult RunKorvellib(const std::vector<std::string>& args, const std::string& input) {
+    namespace fs = std::filesystem;
+    // Files rather than pipes: nothing can block however much either stream holds.
+    char pattern[] = "/tmp/korvel-cli-XXXXXX";
+    const char* dir = mkdtemp(pattern);
+    TCliResult result;
+    if (!dir)
+        return result;
+    const fs::path base(dir);
+    { std::ofstream(base / "in", std::ios::binary) << input; }
+    std::vector<std::string> argv{KORVELLIB_EXE};
+    argv.insert(argv.end(), args.begin(), args.end());
+    std::vector<char*> raw;
+    for (std::string& a : argv)
+        raw.push_back(a.data());
+    raw.push_back(nullptr);
+
+    const pid_t pid = fork();
+    if (pid == 0) {
+        const int in = open((base / "in").c_str(), O_RDONLY);
+        const int out = open((base / "out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        const int err = open((base / "err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+        if (in < 0 || out < 0 || err < 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0)
+            _exit(126);
+        execv(raw[0], raw.data());
+        _exit(127);
+    }
+    int status = 0;
+    if (pid > 0 && waitpid(pid, &status, 0) == pid)
+        result.ExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    result.Out = ReadAll(base / "out");
+    result.Err = ReadAll(base / "err");
+    std::error_code ec;
+    fs::remove_all(base, ec);
+    return result;
+}
+
+} // namespace korvel::test
