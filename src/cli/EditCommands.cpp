@@ -106,18 +106,22 @@ void Store(TLibSession& session, int tab) {
         throw ECliError(kExitFailure, "The element was not stored");
 }
 
-int AddElement(TLibSession& session, const std::string& folder, const TEditInput& input) {
-    const int tab = session.Open(folder, true);
-    session.RequireWritable(tab);
-    db::TTable& table = session.Table(tab);
-    table.Append();
+// Writes the input into the record in edit or insert state and stores it; a failure leaves nothing stored.
+void ApplyAndStore(TLibSession& session, int tab, const TEditInput& input) {
     try {
         ApplyInput(session, tab, input);
     } catch (...) {
-        table.Cancel();
+        session.Table(tab).Cancel();
         throw;
     }
     Store(session, tab);
+}
+
+int AddElement(TLibSession& session, const std::string& folder, const TEditInput& input) {
+    const int tab = session.Open(folder, true);
+    session.RequireWritable(tab);
+    session.Table(tab).Append();
+    ApplyAndStore(session, tab, input);
     return session.Editor().GetElementNo(tab);
 }
 
@@ -154,15 +158,8 @@ int RunSet(const TEditOptions& o, std::ostream& /*out*/, std::ostream& err) {
     const int tab = session.Open(folder, false);
     session.RequireWritable(tab);
     session.GotoElement(tab, o.Number);
-    db::TTable& table = session.Table(tab);
-    table.Edit();
-    try {
-        ApplyInput(session, tab, input);
-    } catch (...) {
-        table.Cancel();
-        throw;
-    }
-    Store(session, tab);
+    session.Table(tab).Edit();
+    ApplyAndStore(session, tab, input);
     return kExitOk;
 }
 

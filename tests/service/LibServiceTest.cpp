@@ -5,6 +5,7 @@
 #include "meteo/PollutantsSchema.h"
 #include "platform/base/LibLocations.h"
 #include "platform/base/ShowLibHook.h"
+#include "platform/settings/WindowPlacement.h"
 #include "support/LibFolders.h"
 
 #include <filesystem>
@@ -49,6 +50,16 @@ TEST_F(ServiceTest, TheGlobalFolderAsProjectOpensSystemAndGlobalOnly) {
     TCustomLibForm* editor = ShowLib(f.Host(), kType, f.Global(), false, fsNormal);
     ASSERT_NE(editor, nullptr);
     EXPECT_EQ(editor->TabLibs().Tabs(), (std::vector<std::string>{"System", "Global"}));
+}
+
+TEST_F(ServiceTest, WindowsOfTheirOwnKeepTheirPlacement) {
+    SaveWindowSettings("Lib9", {40, 30, 700, 500, false});
+    TCustomLibForm* editor = ShowLib(f.Host(), kType, f.Project(), false, fsNormal);
+    ASSERT_NE(editor, nullptr);
+    EXPECT_EQ(editor->BoundsRect(), (TRect{40, 30, 700, 500}));
+    editor->SetBounds(60, 70, 800, 600);
+    ASSERT_TRUE(f.Host().CloseWindow(*editor));
+    EXPECT_EQ(LoadWindowSettings("Lib9"), (TWindowPlacement{60, 70, 800, 600, false}));
 }
 
 TEST_F(ServiceTest, UnknownTypesAndKindsWithoutEditorYieldNothing) {
