@@ -279,7 +279,8 @@ void TCustomLibForm::PerformBackup(const std::string& folder) {
 }
 
 bool TCustomLibForm::UpdateLibrary() {
-    TMyTable* myTable = GetMyTable(GetCurIndex());
+    const int tab = GetCurIndex();
+    TMyTable* myTable = GetMyTable(tab);
     if (!myTable)
         return false;
     const fs::path folder = myTable->Folder();
@@ -312,7 +313,8 @@ bool TCustomLibForm::UpdateLibrary() {
     for (const fs::path& dir : {tmp, tmp2})
         fs::remove_all(dir, ec);
     myTable->Open();
-    SetCurIndex(GetCurIndex());
+    // The backup made on the way was a tab of its own; the updated library is shown again.
+    SetCurIndex(tab);
     return restored;
 }
 

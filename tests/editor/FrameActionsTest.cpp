@@ -49,6 +49,7 @@ TEST_F(FrameActionsTest, UpdateLibraryRebuildsTheFileWithItsNumbers) {
     editor.GotoElementNo(0, 2);
     t.Delete();
     ASSERT_TRUE(editor.UpdateLibrary());
+    EXPECT_EQ(editor.GetCurIndex(), 0);
     EXPECT_FALSE(fs::exists(f.Project() + "tmp"));
     EXPECT_FALSE(fs::exists(f.Project() + "tmp2"));
     ASSERT_TRUE(t.Active());
