@@ -225,8 +225,6 @@ private:
     std::vector<std::unique_ptr<TMyTable>> myTables_;
     bool posted_ = false;
     bool deleted_ = false;
-    bool showHoriz_ = true;
-    bool showVert_ = true;
     int libType_ = 0;
     std::vector<bool> readOnly_;
     TPictureBox* dbImage_ = nullptr;
