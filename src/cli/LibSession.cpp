@@ -33,10 +33,7 @@ void RequireFolder(const std::string& folder) {
 bool IsSystemFolder(const std::string& folder) {
     if (GetPathTypeByName(folder, GetGlobalLibPath()) == TLibPathType::System)
         return true;
-    for (const std::string& system : {GetSystemLibPath1(), GetSystemLibPath2(), SystemLibPathDefault()})
-        if (!system.empty() && SameFileName(IncludeTrailingSeparator(folder), system))
-            return true;
-    return false;
+    return IsConfiguredSystemFolder(folder);
 }
 
 bool LibraryExists(int libType, const std::string& folder) {

@@ -206,10 +206,8 @@ bool TCustomLibForm::TabReadOnly(int tabIndex) const {
 
 TLibPathType TCustomLibForm::GetPathTypeByName(const std::string& fileOrFolder) const {
     // A configured System folder is System wherever it lies, so its libraries are never written.
-    const std::string folder = ExtractFolder(fileOrFolder);
-    for (const std::string& system : {GetSystemLibPath1(), GetSystemLibPath2(), SystemLibPathDefault()})
-        if (!system.empty() && !folder.empty() && SameFileName(IncludeTrailingSeparator(system), folder))
-            return TLibPathType::System;
+    if (IsConfiguredSystemFolder(ExtractFolder(fileOrFolder)))
+        return TLibPathType::System;
     return korvel::GetPathTypeByName(fileOrFolder, GetGlobalLibPath());
 }
 

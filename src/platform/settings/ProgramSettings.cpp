@@ -91,4 +91,14 @@ std::string SystemLibPathDefault() {
     return IncludeTrailingSeparator(KORVEL_BUILD_SYSTEM_LIBS);
 }
 
+bool IsConfiguredSystemFolder(std::string_view folder) {
+    if (folder.empty())
+        return false;
+    const std::string wanted = IncludeTrailingSeparator(folder);
+    for (const std::string& system : {GetSystemLibPath1(), GetSystemLibPath2(), SystemLibPathDefault()})
+        if (!system.empty() && SameFileName(IncludeTrailingSeparator(system), wanted))
+            return true;
+    return false;
+}
+
 } // namespace korvel
