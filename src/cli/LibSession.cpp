@@ -110,7 +110,11 @@ TLibSession::~TLibSession() {
         }
     }
     // As a close does first: the editor's views let go of the tables while the whole editor still exists.
-    editor_->DataSource().SetDataSet(nullptr);
+    try {
+        editor_->DataSource().SetDataSet(nullptr);
+    } catch (const std::exception&) {
+        editor_->DataSource().RemoveAllListeners();
+    }
     editor_.reset();
 }
 

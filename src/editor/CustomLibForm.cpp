@@ -555,18 +555,21 @@ void TCustomLibForm::MainTableAfterOpen(db::TTable& table) {
 // --- tabs
 
 void TCustomLibForm::TabLibsChanging(TComponent& /*sender*/, bool& allowChange) {
+    allowChange = FinishEditing();
+}
+
+bool TCustomLibForm::FinishEditing() {
     LeaveGridEditModes();
     db::TTable* table = CurrentTable();
     if (!table)
-        return;
+        return true;
     const db::TDataSetState state = table->State();
     if (state != db::TDataSetState::Edit && state != db::TDataSetState::Insert)
-        return;
+        return true;
     const int answer = SaveQuestion();
     if (answer == mrCancel) {
         table->Tag = 0;
-        allowChange = false;
-        return;
+        return false;
     }
     table->Tag = kTagStoreClose;
     try {
@@ -578,9 +581,10 @@ void TCustomLibForm::TabLibsChanging(TComponent& /*sender*/, bool& allowChange) 
         }
     } catch (...) {
         table->Tag = 0;
-        throw; // the form shows it; the tab stays
+        throw; // the form shows it; the record stays in edit state
     }
     table->Tag = 0;
+    return true;
 }
 
 void TCustomLibForm::TabLibsChange(TComponent& /*sender*/) {

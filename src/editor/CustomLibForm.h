@@ -130,6 +130,8 @@ public:
     void DoDefaultSaveAction(int answer);
     // Stores the current record of the current tab when it is being edited (bound controls first).
     void StoreCurrent();
+    // Settles an edit of the current record through the save question; false when the person cancels.
+    bool FinishEditing();
 
     // --- settings
     void ReadLibSettings(TMyTable& myTable);

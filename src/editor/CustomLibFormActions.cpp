@@ -2,6 +2,7 @@
 // backups, the library update, the y-scale, the picture field and the pick mode's accept bar.
 
 #include "editor/CustomLibForm.h"
+#include "editor/ElementCopy.h"
 #include "platform/Errors.h"
 #include "platform/base/LibKinds.h"
 #include "platform/base/YScaleForm.h"
@@ -24,18 +25,6 @@ bool Editing(const db::TTable& table) {
     return table.State() == db::TDataSetState::Edit || table.State() == db::TDataSetState::Insert;
 }
 
-// Sets a table's tag for the lifetime of the guard.
-class TTagGuard {
-public:
-    TTagGuard(db::TTable& table, int tag) : table_(table) { table_.Tag = tag; }
-    ~TTagGuard() { table_.Tag = 0; }
-    TTagGuard(const TTagGuard&) = delete;
-    TTagGuard& operator=(const TTagGuard&) = delete;
-
-private:
-    db::TTable& table_;
-};
-
 } // namespace
 
 // --- selection and deletion
@@ -48,6 +37,12 @@ std::vector<int> TCustomLibForm::SelectedElementNos() {
     std::vector<db::TBookmark> marks = dbList_->SelectedBookmarks();
     if (marks.empty())
         return {table->Fields(0).AsInteger()};
+    // The element number is the record's rowid, so a bookmark is the number itself.
+    if (table->Fields(0).DataType() == db::TFieldType::AutoInc) {
+        for (db::TBookmark mark : marks)
+            numbers.push_back(static_cast<int>(mark));
+        return numbers;
+    }
     const db::TBookmark here = table->GetBookmark();
     for (db::TBookmark mark : marks)
         if (table->GotoBookmark(mark))
@@ -77,17 +72,19 @@ void TCustomLibForm::DeleteSelected() {
         table->Delete();
         return;
     }
-    // The selection is read again after each deletion: a handler may change it.
-    for (;;) {
-        std::vector<db::TBookmark> marks = dbList_->SelectedBookmarks();
-        if (marks.empty())
-            break;
-        if (!table->GotoBookmark(marks.front())) {
-            dbList_->ClearSelection();
-            break;
-        }
-        table->Delete();
+    // The selection is taken once: reading it again after each row would cost a scan per deletion.
+    const std::vector<db::TBookmark> marks = dbList_->SelectedBookmarks();
+    dbList_->ClearSelection();
+    table->DisableControls();
+    try {
+        for (db::TBookmark mark : marks)
+            if (table->GotoBookmark(mark))
+                table->Delete();
+    } catch (...) {
+        table->EnableControls();
+        throw;
     }
+    table->EnableControls();
 }
 
 void TCustomLibForm::NavigatorBeforeAction(TComponent& /*sender*/, TNavigateBtn button) {
@@ -194,7 +191,7 @@ void TCustomLibForm::ImportClick(TComponent& /*sender*/) {
     table->SetFiltered(false);
     std::string file;
     {
-        TTagGuard bulk(*table, kTagBulkWork);
+        TBulkTag bulk(*table);
         if (ImportOpenDialog(file))
             ImportFile(file);
     }
@@ -213,6 +210,11 @@ void TCustomLibForm::BackupCopyClick(TComponent& /*sender*/) {
         Ui().MessageDlg("Backup copy already exists, please delete the files first!", mtError, {mbOK});
         return;
     }
+    if (GetPathTypeByName(folder) == TLibPathType::System) {
+        Ui().MessageDlg("A backup cannot be written into the System library folder \"" + folder + "\"",
+                        mtError, {mbOK});
+        return;
+    }
     Ui().MessageDlg("Creates a backup in folder \"" + folder + "\"!", mtInformation, {mbOK});
     PerformBackup(folder);
 }
@@ -222,6 +224,8 @@ void TCustomLibForm::PerformBackup(const std::string& folder) {
     db::TTable* source = CurrentTable();
     if (!source)
         return;
+    if (GetPathTypeByName(folder) == TLibPathType::System)
+        throw EKorvelError("A backup cannot be written into the System library folder \"" + folder + "\"");
     if (Editing(*source))
         StoreCurrent();
     fs::create_directories(folder);
@@ -248,6 +252,8 @@ void TCustomLibForm::PerformBackup(const std::string& folder) {
         target.BeforeDelete = beforeDelete;
     };
     try {
+        // Every element is copied, names that repeat included: no name is looked up, nothing is asked.
+        TAppendOnly appendOnly(target);
         targetDb.StartTransaction();
         TneAction action = TneAction::Overwrite;
         source->First();
@@ -256,11 +262,16 @@ void TCustomLibForm::PerformBackup(const std::string& folder) {
             // Numbers are never reused: raising the counter to the source number reproduces the gaps.
             targetDb.RaiseNextAutoIncValue(target.TableName(), n);
             const std::int64_t before = targetDb.NextAutoIncValue(target.TableName());
-            CopySingleElement(s, d, *this, true, action);
+            {
+                TPendingRecord pending(target);
+                CopySingleElement(s, d, *this, true, action);
+            }
             if (action == TneAction::Cancel)
-                break;
+                Abort();
             const std::int64_t m = targetDb.NextAutoIncValue(target.TableName()) - 1;
-            if (m >= before && n > m) {
+            if (m < before)
+                throw EKorvelError("Element " + std::to_string(n) + " could not be copied into the backup");
+            if (n > m) {
                 // The counter could not be raised: delete the copy and copy again until the number fits.
                 if (GotoElementNo(d, static_cast<int>(m)))
                     target.Delete();
@@ -271,6 +282,7 @@ void TCustomLibForm::PerformBackup(const std::string& folder) {
         targetDb.Commit();
     } catch (...) {
         targetDb.Rollback();
+        target.Refresh();
         restore();
         throw;
     }
@@ -278,43 +290,71 @@ void TCustomLibForm::PerformBackup(const std::string& folder) {
     target.Refresh();
 }
 
+namespace {
+
+// Records of every table of a library, to tell a complete copy from a partial one.
+std::vector<std::int64_t> RecordCounts(TMyTable& myTable) {
+    std::vector<std::int64_t> counts;
+    for (int i = 0; i < myTable.GetCount(); ++i) {
+        db::TTable* t = myTable.GetItem(i);
+        if (!t->Active()) {
+            counts.push_back(-1);
+            continue;
+        }
+        const bool filtered = t->Filtered();
+        t->SetFiltered(false);
+        counts.push_back(t->RecordCount());
+        t->SetFiltered(filtered);
+    }
+    return counts;
+}
+
+bool CopyOne(const fs::path& from, const fs::path& to) {
+    std::error_code ec;
+    fs::create_directories(to.parent_path(), ec);
+    return fs::copy_file(from, to, fs::copy_options::overwrite_existing, ec) && !ec;
+}
+
+} // namespace
+
 bool TCustomLibForm::UpdateLibrary() {
     const int tab = GetCurIndex();
     TMyTable* myTable = GetMyTable(tab);
-    if (!myTable)
+    if (!myTable || !CurrentTable())
         return false;
+    if (TabReadOnly(tab)) {
+        Ui().MessageDlg("The library \"" + myTable->FileName() + "\" is read-only.", mtError, {mbOK});
+        return false;
+    }
     const fs::path folder = myTable->Folder();
+    const std::string fileName = LibName(libType_);
     const fs::path tmp = folder / "tmp";
     const fs::path tmp2 = folder / "tmp2";
     std::error_code ec;
     PerformBackup(tmp.string() + "/");
-
-    auto copyFiles = [](const fs::path& from, const fs::path& to) {
-        std::error_code err;
-        fs::create_directories(to, err);
-        for (const auto& entry : fs::directory_iterator(from, err)) {
-            if (!entry.is_regular_file())
-                continue;
-            if (!fs::copy_file(entry.path(), to / entry.path().filename(),
-                               fs::copy_options::overwrite_existing, err))
-                return false;
-        }
-        return !err;
-    };
-    bool saved = copyFiles(folder, tmp2);
-    // The backup tab and the current table let go of their files before they are replaced.
-    if (TMyTable* backup = GetMyTable(TabCount() - 1); backup && backup != myTable)
+    TMyTable* backup = GetMyTable(TabCount() - 1);
+    // Only a complete copy may replace the library.
+    const bool complete = backup != myTable && RecordCounts(*backup) == RecordCounts(*myTable);
+    if (backup != myTable)
         backup->Close();
     myTable->GetTable()->Close();
     myTable->Close();
-    bool restored = saved && copyFiles(tmp, folder);
-    if (!restored)
-        copyFiles(tmp2, folder);
+    bool restored = false;
+    if (complete && CopyOne(folder / fileName, tmp2 / fileName)) {
+        restored = CopyOne(tmp / fileName, folder / fileName);
+        // A copy back that broke off leaves the saved file in place again.
+        if (!restored)
+            CopyOne(tmp2 / fileName, folder / fileName);
+    }
     for (const fs::path& dir : {tmp, tmp2})
         fs::remove_all(dir, ec);
     myTable->Open();
     // The backup made on the way was a tab of its own; the updated library is shown again.
     SetCurIndex(tab);
+    if (!complete)
+        Ui().MessageDlg("The library \"" + myTable->FileName() +
+                            "\" was not updated: its copy was incomplete.",
+                        mtError, {mbOK});
     return restored;
 }
 

@@ -11,6 +11,8 @@
 #include "platform/settings/ProgramSettings.h"
 #include "platform/ui/Ui.h"
 
+#include <algorithm>
+
 namespace korvel {
 
 namespace {
@@ -29,8 +31,45 @@ bool NameTaken(db::TTable& table, const std::string& indexName, const std::strin
 
 } // namespace
 
+namespace {
+
+std::vector<const db::TTable*>& AppendOnlyTables() {
+    static std::vector<const db::TTable*> tables;
+    return tables;
+}
+
+} // namespace
+
+TAppendOnly::TAppendOnly(db::TTable& table) : table_(&table) {
+    AppendOnlyTables().push_back(table_);
+}
+
+TAppendOnly::~TAppendOnly() {
+    auto& tables = AppendOnlyTables();
+    tables.erase(std::find(tables.begin(), tables.end(), table_));
+}
+
+bool TAppendOnly::Active(const db::TTable& table) {
+    const auto& tables = AppendOnlyTables();
+    return std::find(tables.begin(), tables.end(), &table) != tables.end();
+}
+
+TPendingRecord::~TPendingRecord() {
+    if (table_.State() == db::TDataSetState::Edit || table_.State() == db::TDataSetState::Insert) {
+        try {
+            table_.Cancel();
+        } catch (...) {
+            // Cancelling only drops the buffer; nothing to report from a destructor.
+        }
+    }
+}
+
 bool CheckNameTwice(IUi& ui, db::TTable& table, const std::string& indexName, std::string& name,
                     TneAction& action) {
+    if (TAppendOnly::Active(table)) {
+        table.Append();
+        return true;
+    }
     const std::string previous = table.IndexName();
     table.SetIndexName(indexName);
     int maxLength = 0;
@@ -141,6 +180,8 @@ void TCustomLibForm::CopyElement(TCustomLibForm& target, int dstTab) {
         // The target's own save question may refuse the change of tab; then nothing is copied.
         if (!target.TabLibs().SetTabIndex(dstTab))
             return;
+    } else if (&target != this && !target.FinishEditing()) {
+        return; // the target's own edit is settled first, by its save question
     }
 
     db::TDatabase& targetDb = target.GetMyTable(dstTab)->Database();
@@ -154,6 +195,7 @@ void TCustomLibForm::CopyElement(TCustomLibForm& target, int dstTab) {
             {
                 // Each element is whole or absent, whatever fails in the middle of it.
                 db::TSavepoint element(targetDb.Connection());
+                TPendingRecord pending(*dst);
                 CopySingleElement(srcTab, dstTab, target, false, action);
                 element.Commit();
             }

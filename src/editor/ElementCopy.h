@@ -37,4 +37,31 @@ private:
 // Stores the prepared record; on failure the record is cancelled so no half element stays behind.
 void PostOrCancel(db::TTable& table);
 
+// While it lives, CheckNameTwice appends to the table without looking names up: a backup copies every
+// element, whatever its name, even names that repeat.
+class TAppendOnly {
+public:
+    explicit TAppendOnly(db::TTable& table);
+    ~TAppendOnly();
+    TAppendOnly(const TAppendOnly&) = delete;
+    TAppendOnly& operator=(const TAppendOnly&) = delete;
+    static bool Active(const db::TTable& table);
+
+private:
+    const db::TTable* table_;
+};
+
+// Drops a record still being written when the guard goes away, so an error between the start of a record and
+// its store leaves nothing that a later store could pick up.
+class TPendingRecord {
+public:
+    explicit TPendingRecord(db::TTable& table) : table_(table) {}
+    ~TPendingRecord();
+    TPendingRecord(const TPendingRecord&) = delete;
+    TPendingRecord& operator=(const TPendingRecord&) = delete;
+
+private:
+    db::TTable& table_;
+};
+
 } // namespace korvel

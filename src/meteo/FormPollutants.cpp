@@ -6,6 +6,7 @@
 #include "platform/base/LibEditorRegistry.h"
 #include "platform/base/LibKinds.h"
 #include "platform/db/Restructure.h"
+#include "platform/db/Sqlite.h"
 #include "platform/dbctrls/FieldText.h"
 #include "platform/legacy/Trim.h"
 #include "platform/ui/LabelledRow.h"
@@ -248,21 +249,13 @@ void TFormPollutants::UpdateLibraryFields(int tabIndex) {
     std::optional<std::string> error = database.Restructure(
         table->TableName(), db::TRestructure().AddField({"FromDayMean", db::TFieldType::Boolean}));
     if (!error) {
-        table->Open();
-        database.StartTransaction();
+        // One statement for all elements: no element's checks run, and a large library is done at once.
         try {
-            TBulkTag bulk(*table);
-            for (table->First(); !table->Eof(); table->Next()) {
-                table->Edit();
-                table->FieldByName("FromDayMean").SetAsBoolean(false);
-                table->Post();
-            }
-            database.Commit();
-        } catch (...) {
-            database.Rollback();
-            throw;
+            database.Connection().Exec("UPDATE " + db::QuoteIdent(table->TableName()) + " SET " +
+                                       db::QuoteIdent("FromDayMean") + " = 0");
+        } catch (const std::exception& e) {
+            error = e.what(); // the field stays empty, which reads as false
         }
-        table->First();
     }
     if (wasReadOnly)
         database.SetReadOnly(true);
@@ -344,6 +337,11 @@ void TFormPollutants::ApplyElementView(const nlohmann::json& view) {
     // The size-class text is the readable twin of "Kornfraktion"; it is not stored on its own.
     nlohmann::json fields = view;
     fields.erase("ParticleSizeClass");
+    // A library from before a field keeps the value's default; the view of any pollutant still applies.
+    for (const char* member : {"Short", "StoffName", "NOx", "Limit_Mean", "Perc", "Limit_Perc", "FromDayMean",
+                               "Kornfraktion", "Sedimentation", "Deposition", "Kommentar"})
+        if (!table->FindField(member))
+            fields.erase(member);
     TCustomLibForm::ApplyElementView(fields);
     RefreshElement();
 }

@@ -4,6 +4,7 @@
 #include "platform/settings/PathText.h"
 #include "service/LibService.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <system_error>
 
@@ -32,9 +33,10 @@ const std::vector<TOldFiles>& OldFiles() {
     return files;
 }
 
-constexpr const char* kBackedUp[] = {"Riwi.abs",     "Emis.abs",   "EmisGrp.abs",  "Trans.abs",
-                                     "TransGrp.abs", "Atten.abs",  "AttenGrp.abs", "Absor.abs",
-                                     "AbsorGrp.abs", "Assess.abs", "ZBDef.abs",    "Gebiete.abs"};
+constexpr const char* kBackedUp[] = {"Riwi.abs",     "Emis.abs",     "Emis.fil",     "EmisGrp.abs",
+                                     "Trans.abs",    "Trans.fil",    "TransGrp.abs", "Atten.abs",
+                                     "Atten.fil",    "AttenGrp.abs", "Absor.abs",    "Absor.fil",
+                                     "AbsorGrp.abs", "Assess.abs",   "ZBDef.abs",    "Gebiete.abs"};
 
 bool Wanted(const fs::path& folder, const TOldFiles& kind) {
     bool any = kind.AnyOf.empty();
@@ -54,9 +56,19 @@ void ConvertLibrary(TLibHost& host, const std::string& folder) {
     TLog& log = host.Log();
     std::error_code ec;
     fs::create_directories(dir / "backup", ec);
-    for (const char* f : kBackedUp)
-        if (fs::exists(dir / f))
-            fs::copy_file(dir / f, dir / "backup" / f, fs::copy_options::overwrite_existing, ec);
+    // A file that could not be kept in the backup folder is never removed.
+    std::vector<std::string> unsaved;
+    for (const char* f : kBackedUp) {
+        if (!fs::exists(dir / f))
+            continue;
+        std::error_code copyError;
+        if (!fs::copy_file(dir / f, dir / "backup" / f, fs::copy_options::overwrite_existing, copyError) ||
+            copyError) {
+            unsaved.emplace_back(f);
+            log.AddError("\"" + std::string(f) +
+                         "\" could not be copied into the backup folder; it is kept.");
+        }
+    }
 
     std::vector<const TOldFiles*> done;
     for (const TOldFiles& kind : OldFiles()) {
@@ -78,8 +90,8 @@ void ConvertLibrary(TLibHost& host, const std::string& folder) {
             editor->OpenForConversion(location);
             done.push_back(&kind);
         } catch (const std::exception& e) {
+            // A failed conversion keeps the older files as they are, to be converted again.
             log.AddError(e.what());
-            done.push_back(&kind); // the backup folder keeps the copies
         }
     }
 
@@ -89,7 +101,8 @@ void ConvertLibrary(TLibHost& host, const std::string& folder) {
     }
     for (const TOldFiles* kind : done)
         for (const char* f : kind->Remove)
-            fs::remove(dir / f, ec);
+            if (std::find(unsaved.begin(), unsaved.end(), f) == unsaved.end())
+                fs::remove(dir / f, ec);
     host.FreeLog();
 }
 

@@ -5,6 +5,7 @@
 #include "editor/CustomLibForm.h"
 #include "editor/NameExistsForm.h"
 #include "meteo/PollutantsSchema.h"
+#include "platform/db/Sqlite.h"
 #include "service/LibService.h"
 #include "support/LibFolders.h"
 
@@ -141,6 +142,31 @@ TEST_F(CopyTest, TheGlobalButtonOpensTheGlobalLibraryFirst) {
     EXPECT_EQ(global.Tag(), 1);
     EXPECT_TRUE(std::filesystem::exists(globalFolder + "Stoffe.abs"));
     EXPECT_EQ(other.GetElementName(1), "P");
+}
+
+TEST_F(CopyTest, AnElementThatFailsHalfwayLeavesNothingBehind) {
+    // A value the engine refuses to store (not a finite number), put into the file behind its back.
+    editor->GetMyTable(0)->Database().Connection().Exec("UPDATE " + db::QuoteIdent(TableNames(kType)[0]) +
+                                                        " SET Limit_Mean = 9e999 WHERE Short = 'C'");
+    editor->GetMainTable(0)->Refresh();
+    editor->GotoElementNo(0, 3);
+    EXPECT_ANY_THROW(editor->CopyElement(*editor, 1));
+    EXPECT_EQ(Project().size(), 2u);
+    EXPECT_EQ(editor->GetMainTable(1)->State(), db::TDataSetState::Browse);
+}
+
+TEST_F(CopyTest, CopyingIntoAnotherEditorSettlesItsEditFirst) {
+    auto& other = static_cast<TCustomLibForm&>(f.Host().Adopt(CreateLib(f.Host(), kType)));
+    other.OpenFiles({f.Project()}, 0, false, false);
+    other.Find<TEdit>("EditStoffName").SetText("typed, not stored");
+    editor->GotoElementNo(0, 1);
+    f.Ui().ExpectMessage(mtConfirmation, "Save element", mrCancel);
+    editor->CopyElement(other, 0);
+    EXPECT_EQ(Project().size(), 2u);
+    f.Ui().ExpectMessage(mtConfirmation, "Save element", mrNo);
+    editor->CopyElement(other, 0);
+    EXPECT_EQ(Project().size(), 3u);
+    EXPECT_EQ(Project()[1].second, "mine");
 }
 
 TEST_F(CopyTest, CheckNameTwicePreparesTheRecord) {

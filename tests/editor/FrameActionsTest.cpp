@@ -65,5 +65,34 @@ TEST_F(FrameActionsTest, UpdateLibraryRebuildsTheFileWithItsNumbers) {
     EXPECT_EQ(t.Fields(0).AsInteger(), 4);
 }
 
+TEST_F(FrameActionsTest, BackupCopiesRepeatedNamesWithoutAsking) {
+    db::TTable& t = *editor.GetMainTable(0);
+    t.Append();
+    t.FieldByName("ElementName").SetAsString("A"); // "a" exists: names repeat, ignoring case
+    t.Post();
+    ASSERT_TRUE(editor.UpdateLibrary());
+    std::vector<std::string> names;
+    t.SetIndexName("p");
+    for (t.First(); !t.Eof(); t.Next())
+        names.push_back(t.FieldByName("ElementName").AsString());
+    EXPECT_EQ(names, (std::vector<std::string>{"a", "b", "c", "A"}));
+}
+
+TEST_F(FrameActionsTest, SystemLibrariesAreNeitherUpdatedNorBackedUpInPlace) {
+    LibFolders::MakeLibrary(kTestType, f.System(), {{{"ElementName", "s"}}});
+    editor.OpenFiles({f.System()}, 0, false, false);
+    ASSERT_EQ(editor.TabCount(), 2);
+    ASSERT_EQ(editor.GetCurIndex(), 1);
+    const auto size = fs::file_size(f.System() + LibName(kTestType));
+    f.Ui().ExpectMessage(mtError, "is read-only", mrOk);
+    EXPECT_FALSE(editor.UpdateLibrary());
+    f.Ui().ExpectMessage(mtError, "cannot be written into the System library folder", mrOk);
+    editor.MainMenu()->FindItem("BackupCopy")->SetVisible(true);
+    editor.MainMenu()->FindItem("BackupCopy")->Click();
+    EXPECT_FALSE(fs::exists(f.System() + "libs_backup/" + LibName(kTestType)));
+    EXPECT_EQ(fs::file_size(f.System() + LibName(kTestType)), size);
+    EXPECT_EQ(editor.TabCount(), 2);
+}
+
 } // namespace
 } // namespace korvel

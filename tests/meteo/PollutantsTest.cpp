@@ -3,6 +3,7 @@
 #include "meteo/FormPollutants.h"
 #include "meteo/PollutantsSchema.h"
 #include "platform/Errors.h"
+#include "platform/db/Sqlite.h"
 #include "service/LibService.h"
 #include "support/LibFolders.h"
 
@@ -81,6 +82,14 @@ TEST_F(PollutantsTest, ControlsShowAndWriteTheirFields) {
 
 TEST_F(PollutantsTest, OlderTablesGainFromDayMeanAndReadDefaults) {
     MakeOlderLibrary(f.Project(), {"NO", "SO2"});
+    {
+        // An element with a size class no editor would store must not stop the update.
+        TMyTable lib(TableNames(kPollutantsLibType));
+        lib.InitLibX(f.Project(), LibName(kPollutantsLibType), TableNames(kPollutantsLibType), false, true);
+        lib.Open();
+        lib.Database().Connection().Exec("UPDATE " + db::QuoteIdent(TableNames(kPollutantsLibType)[0]) +
+                                         " SET Kornfraktion = 7 WHERE Short = 'SO2'");
+    }
     TFormPollutants& editor = Open({f.Project()});
     db::TTable& t = *editor.GetMainTable(0);
     ASSERT_NE(t.FindField("FromDayMean"), nullptr);
@@ -95,6 +104,15 @@ TEST_F(PollutantsTest, OlderTablesGainFromDayMeanAndReadDefaults) {
     EXPECT_EQ(editor.Find<TEdit>("EditPerc").Text(), "98");
     ASSERT_TRUE(editor.GotoElementNo(0, 2));
     EXPECT_FALSE(editor.Find<TCheckBox>("CBNOx").Checked());
+
+    // The view of an element applies to the older table too; values without a field are left out.
+    ASSERT_TRUE(editor.GotoElementNo(0, 1));
+    nlohmann::json view = editor.ElementView();
+    view["StoffName"] = "Nitrogen monoxide";
+    t.Edit();
+    editor.ApplyElementView(view);
+    editor.StoreCurrent();
+    EXPECT_EQ(t.FieldByName("StoffName").AsString(), "Nitrogen monoxide");
 }
 
 TEST_F(PollutantsTest, CopiesCarryTheOlderTablesMeaningAndTheChangeTime) {

@@ -3,6 +3,8 @@
 #include "service/LibService.h"
 
 #include "meteo/PollutantsSchema.h"
+#include "platform/Errors.h"
+#include "platform/base/LibEditorRegistry.h"
 #include "platform/base/LibLocations.h"
 #include "platform/base/ShowLibHook.h"
 #include "platform/settings/WindowPlacement.h"
@@ -114,7 +116,7 @@ TEST_F(ServiceTest, ConvertLibraryKeepsAConvertedKindAndRemovesItsOldFiles) {
     ConvertLibrary(f.Host(), dir);
     EXPECT_TRUE(fs::exists(dir + "/backup/Emis.abs"));
     EXPECT_TRUE(fs::exists(dir + "/backup/Trans.abs"));
-    EXPECT_FALSE(fs::exists(dir + "/backup/Emis.fil"));
+    EXPECT_TRUE(fs::exists(dir + "/backup/Emis.fil"));
     EXPECT_FALSE(fs::exists(dir + "/Emis.abs"));
     EXPECT_FALSE(fs::exists(dir + "/Emis.fil"));
     EXPECT_FALSE(fs::exists(dir + "/EmisGrp.abs"));
@@ -125,6 +127,28 @@ TEST_F(ServiceTest, ConvertLibraryKeepsAConvertedKindAndRemovesItsOldFiles) {
     // No converter for transmission spectra yet: their only copy in the folder stays.
     EXPECT_TRUE(fs::exists(dir + "/Trans.abs"));
     EXPECT_FALSE(f.Host().HasLog());
+}
+
+// An editor whose conversion fails, standing in for a kind's converter.
+class TFailingConverter : public TCustomLibForm {
+public:
+    explicit TFailingConverter(TLibHost& host) : TCustomLibForm(host, "FailingConverter") { SetLibType(121); }
+    void OpenForConversion(const std::string&) override { throw EKorvelError("the old file is damaged"); }
+};
+
+TEST_F(ServiceTest, AFailedConversionKeepsTheOlderFiles) {
+    TScopedLibEditor converter(121, [](TLibHost& host, int) -> std::unique_ptr<TCustomLibForm> {
+        return std::make_unique<TFailingConverter>(host);
+    });
+    const std::string dir = f.Root() + "old";
+    fs::create_directories(dir);
+    for (const char* name : {"Absor.abs", "Absor.fil", "AbsorGrp.abs"})
+        std::ofstream(dir + "/" + name) << "old " << name;
+    ConvertLibrary(f.Host(), dir);
+    for (const char* name : {"Absor.abs", "Absor.fil", "AbsorGrp.abs"}) {
+        EXPECT_TRUE(fs::exists(dir + "/" + name)) << name;
+        EXPECT_TRUE(fs::exists(dir + "/backup/" + name)) << name;
+    }
 }
 
 } // namespace

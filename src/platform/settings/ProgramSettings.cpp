@@ -95,9 +95,13 @@ bool IsConfiguredSystemFolder(std::string_view folder) {
     if (folder.empty())
         return false;
     const std::string wanted = IncludeTrailingSeparator(folder);
-    for (const std::string& system : {GetSystemLibPath1(), GetSystemLibPath2(), SystemLibPathDefault()})
-        if (!system.empty() && SameFileName(IncludeTrailingSeparator(system), wanted))
+    for (const std::string& configured : {GetSystemLibPath1(), GetSystemLibPath2(), SystemLibPathDefault()}) {
+        if (configured.empty())
+            continue;
+        const std::string system = IncludeTrailingSeparator(configured);
+        if (wanted.size() >= system.size() && SameFileName(system, wanted.substr(0, system.size())))
             return true;
+    }
     return false;
 }
 

@@ -34,7 +34,8 @@ void SetSystemLibPath2(std::string_view folder);
 // build tree's system/libs folder. With a trailing separator.
 std::string SystemLibPathDefault();
 
-// True when the folder is one of the System library folders: the two settings and the shipped default.
+// True when the folder is, or lies below, one of the System library folders: the two settings and the
+// shipped default.
 bool IsConfiguredSystemFolder(std::string_view folder);
 
 } // namespace korvel
