@@ -204,8 +204,6 @@ protected:
     void ShowPicture();
 
 private:
-    friend class TCopyRun;
-
     void BuildControls();
     void BuildMenus();
     void AttachMainTableEvents(int tabIndex);
