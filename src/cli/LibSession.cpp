@@ -100,8 +100,7 @@ TLibSession::~TLibSession() {
     // Nothing half edited reaches the file.
     for (int tab = 0; tab < editor_->TabCount(); ++tab) {
         db::TTable* table = editor_->GetMainTable(tab);
-        if (table &&
-            (table->State() == db::TDataSetState::Edit || table->State() == db::TDataSetState::Insert)) {
+        if (table && table->Editing()) {
             try {
                 table->Cancel();
             } catch (const std::exception&) {

@@ -563,8 +563,7 @@ bool TCustomLibForm::FinishEditing() {
     db::TTable* table = CurrentTable();
     if (!table)
         return true;
-    const db::TDataSetState state = table->State();
-    if (state != db::TDataSetState::Edit && state != db::TDataSetState::Insert)
+    if (!table->Editing())
         return true;
     const int answer = SaveQuestion();
     if (answer == mrCancel) {

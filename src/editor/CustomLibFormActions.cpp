@@ -19,14 +19,6 @@ namespace fs = std::filesystem;
 
 namespace korvel {
 
-namespace {
-
-bool Editing(const db::TTable& table) {
-    return table.State() == db::TDataSetState::Edit || table.State() == db::TDataSetState::Insert;
-}
-
-} // namespace
-
 // --- selection and deletion
 
 std::vector<int> TCustomLibForm::SelectedElementNos() {
@@ -66,7 +58,7 @@ void TCustomLibForm::DeleteSelected() {
     db::TTable* table = CurrentTable();
     if (!table || !table->CanModify() || table->IsEmpty())
         return;
-    if (Editing(*table))
+    if (table->Editing())
         table->Cancel();
     if (dbList_->SelectedCount() == 0) {
         table->Delete();
@@ -103,7 +95,7 @@ void TCustomLibForm::EnableDBButtons() {
         return;
     db::TTable* table = dataSource_.Active() ? dataSource_.DataSet() : nullptr;
     const bool canModify = table && table->CanModify();
-    const bool editing = table && Editing(*table);
+    const bool editing = table && table->Editing();
     auto set = [&](const char* name, bool enabled) {
         if (TMenuItem* item = menu->FindItem(name))
             item->SetEnabled(enabled);
@@ -184,7 +176,7 @@ void TCustomLibForm::ImportClick(TComponent& /*sender*/) {
     db::TTable* table = CurrentTable();
     if (!table || GetImportFilter().empty())
         return;
-    if (Editing(*table))
+    if (table->Editing())
         StoreCurrent();
     const std::string name = GetElementName(GetCurIndex());
     const bool filtered = table->Filtered();
@@ -226,7 +218,7 @@ void TCustomLibForm::PerformBackup(const std::string& folder) {
         return;
     if (GetPathTypeByName(folder) == TLibPathType::System)
         throw EKorvelError("A backup cannot be written into the System library folder \"" + folder + "\"");
-    if (Editing(*source))
+    if (source->Editing())
         StoreCurrent();
     fs::create_directories(folder);
     const int tabsBefore = TabCount();
@@ -425,7 +417,7 @@ void TCustomLibForm::PictureLoadClick(TComponent& /*sender*/) {
         return;
     // Read before the record is touched, so a bad file leaves it as it was.
     std::vector<std::uint8_t> png = LoadPictureFile(chosen.front(), 400);
-    if (!Editing(*table))
+    if (!table->Editing())
         table->Edit();
     table->FieldByName(pictureField_).SetAsBytes(png);
     ShowPicture();
@@ -435,7 +427,7 @@ void TCustomLibForm::PictureClearClick(TComponent& /*sender*/) {
     db::TTable* table = CurrentTable();
     if (!table || !table->CanModify() || pictureField_.empty())
         return;
-    if (!Editing(*table))
+    if (!table->Editing())
         table->Edit();
     table->FieldByName(pictureField_).Clear();
     ShowPicture();
@@ -454,7 +446,7 @@ void TCustomLibForm::PicturePasteClick(TComponent& /*sender*/) {
     if (bytes.empty())
         return;
     std::vector<std::uint8_t> png = FitPicture(bytes, 400);
-    if (!Editing(*table))
+    if (!table->Editing())
         table->Edit();
     table->FieldByName(pictureField_).SetAsBytes(png);
     ShowPicture();

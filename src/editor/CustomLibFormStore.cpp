@@ -16,14 +16,6 @@
 
 namespace korvel {
 
-namespace {
-
-bool Editing(const db::TTable& table) {
-    return table.State() == db::TDataSetState::Edit || table.State() == db::TDataSetState::Insert;
-}
-
-} // namespace
-
 int TCustomLibForm::DefaultSaveQuestion(std::string question, std::string name) {
     const std::string elementName = TrimText(GetElementName(GetCurIndex()));
     if (elementName.empty()) {
@@ -50,7 +42,7 @@ void TCustomLibForm::DoDefaultSaveAction(int answer) {
 
 void TCustomLibForm::StoreCurrent() {
     db::TTable* table = CurrentTable();
-    if (!table || !Editing(*table))
+    if (!table || !table->Editing())
         return;
     LeaveGridEditModes();
     dataSource_.UpdateRecord();
@@ -62,7 +54,7 @@ void TCustomLibForm::FormCloseQuery(TComponent& /*sender*/, bool& canClose) {
     db::TTable* table = CurrentTable();
     if (table) {
         table->Tag = kTagStoreClose;
-        if (Editing(*table)) {
+        if (table->Editing()) {
             const int answer = SaveQuestion();
             if (answer == mrCancel) {
                 table->Tag = 0;

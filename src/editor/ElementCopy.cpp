@@ -55,7 +55,7 @@ bool TAppendOnly::Active(const db::TTable& table) {
 }
 
 TPendingRecord::~TPendingRecord() {
-    if (table_.State() == db::TDataSetState::Edit || table_.State() == db::TDataSetState::Insert) {
+    if (table_.Editing()) {
         try {
             table_.Cancel();
         } catch (...) {

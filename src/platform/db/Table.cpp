@@ -70,7 +70,7 @@ void TTable::DeleteTable() {
 
 void TTable::EmptyTable() {
     CheckWritable();
-    if (state_ == TDataSetState::Edit || state_ == TDataSetState::Insert) {
+    if (Editing()) {
         Cancel();
     }
     database_->Connection().Exec("DELETE FROM " + QuoteIdent(tableName_));
@@ -179,7 +179,7 @@ TField& TTable::FieldByName(std::string_view name) {
 
 const TValue& TTable::ValueAt(int index) const {
     auto i = static_cast<size_t>(index);
-    if (state_ == TDataSetState::Edit || state_ == TDataSetState::Insert) {
+    if (Editing()) {
         return i < editBuffer_.Values.size() ? editBuffer_.Values[i] : kNullValue;
     }
     if (candidate_) {
@@ -192,7 +192,7 @@ const TValue& TTable::ValueAt(int index) const {
 }
 
 void TTable::SetValueAt(int index, TValue value) {
-    if (state_ != TDataSetState::Edit && state_ != TDataSetState::Insert) {
+    if (!Editing()) {
         throw EDatabaseError("The table \"" + tableName_ + "\" is not in edit or insert mode");
     }
     auto i = static_cast<size_t>(index);
@@ -249,7 +249,7 @@ void TTable::Notify(TDataEvent event, const TField* field) {
 
 void TTable::CheckBrowseMode() {
     CheckActive();
-    if (state_ == TDataSetState::Edit || state_ == TDataSetState::Insert) {
+    if (Editing()) {
         if (Modified()) {
             Post();
         } else {
@@ -260,7 +260,7 @@ void TTable::CheckBrowseMode() {
 
 void TTable::Edit() {
     CheckActive();
-    if (state_ == TDataSetState::Edit || state_ == TDataSetState::Insert) {
+    if (Editing()) {
         return;
     }
     CheckWritable();
@@ -301,7 +301,7 @@ void TTable::Insert() {
 
 void TTable::Post() {
     CheckActive();
-    if (state_ != TDataSetState::Edit && state_ != TDataSetState::Insert) {
+    if (!Editing()) {
         return;
     }
     Fire(BeforePost); // EAbort from here keeps the edit state
@@ -402,7 +402,7 @@ void TTable::WriteRecord() {
 
 void TTable::Cancel() {
     CheckActive();
-    if (state_ != TDataSetState::Edit && state_ != TDataSetState::Insert) {
+    if (!Editing()) {
         return;
     }
     Fire(BeforeCancel);

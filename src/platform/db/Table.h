@@ -73,6 +73,8 @@ public:
     bool Active() const { return state_ != TDataSetState::Inactive; }
     TDataSetState State() const { return state_; }
     bool CanModify() const;
+    // In edit or insert state: a record is being written.
+    bool Editing() const { return state_ == TDataSetState::Edit || state_ == TDataSetState::Insert; }
     bool Modified() const;
 
     int Tag = 0;
