@@ -4,7 +4,6 @@
 #include "platform/base/LibEditorRegistry.h"
 #include "platform/base/MyTable.h"
 #include "platform/settings/PathText.h"
-#include "platform/settings/PathType.h"
 #include "platform/settings/ProgramSettings.h"
 #include "service/LibService.h"
 
@@ -31,9 +30,7 @@ void RequireFolder(const std::string& folder) {
 }
 
 bool IsSystemFolder(const std::string& folder) {
-    if (GetPathTypeByName(folder, GetGlobalLibPath()) == TLibPathType::System)
-        return true;
-    return IsConfiguredSystemFolder(folder);
+    return LibPathTypeOf(folder) == TLibPathType::System;
 }
 
 bool LibraryExists(int libType, const std::string& folder) {

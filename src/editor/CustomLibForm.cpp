@@ -5,7 +5,6 @@
 #include "platform/base/LibSchema.h"
 #include "platform/db/Table.h"
 #include "platform/settings/PathText.h"
-#include "platform/settings/PathType.h"
 #include "platform/settings/ProgramSettings.h"
 #include "platform/ui/LabelledRow.h"
 #include "platform/ui/ListCtrls.h"
@@ -195,7 +194,9 @@ std::string TCustomLibForm::GetFileName(int tabIndex) const {
 }
 
 TLibPathType TCustomLibForm::GetPathType(int tabIndex) const {
-    return GetPathTypeByName(GetFileName(tabIndex));
+    if (tabIndex < 0 || tabIndex >= static_cast<int>(pathTypes_.size()))
+        return TLibPathType::System;
+    return pathTypes_[static_cast<size_t>(tabIndex)];
 }
 
 bool TCustomLibForm::TabReadOnly(int tabIndex) const {
@@ -205,10 +206,7 @@ bool TCustomLibForm::TabReadOnly(int tabIndex) const {
 }
 
 TLibPathType TCustomLibForm::GetPathTypeByName(const std::string& fileOrFolder) const {
-    // A configured System folder is System wherever it lies, so its libraries are never written.
-    if (IsConfiguredSystemFolder(ExtractFolder(fileOrFolder)))
-        return TLibPathType::System;
-    return korvel::GetPathTypeByName(fileOrFolder, GetGlobalLibPath());
+    return LibPathTypeOf(fileOrFolder);
 }
 
 int TCustomLibForm::GetPathTypeCount(TLibPathType pathType) const {
@@ -293,6 +291,8 @@ int TCustomLibForm::AddIndex(TLibPathType pathType) {
     }
 
     myTables_.push_back(std::make_unique<TMyTable>(TableNames(libType_)));
+    // A tab keeps the location it was opened for: the rule reads the settings, which a post must not do.
+    pathTypes_.push_back(pathType);
     readOnly_.push_back(pathType == TLibPathType::System);
     return tab;
 }

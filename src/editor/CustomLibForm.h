@@ -226,6 +226,7 @@ private:
     bool posted_ = false;
     bool deleted_ = false;
     int libType_ = 0;
+    std::vector<TLibPathType> pathTypes_;
     std::vector<bool> readOnly_;
     TPictureBox* dbImage_ = nullptr;
     TPanel* dbImagePanel_ = nullptr;

@@ -3,6 +3,7 @@
 #include "platform/settings/ConfigLocation.h"
 #include "platform/settings/IniStore.h"
 #include "platform/settings/PathText.h"
+#include "platform/settings/PathType.h"
 
 #include <cstdlib>
 #include <filesystem>
@@ -91,6 +92,8 @@ std::string SystemLibPathDefault() {
     return IncludeTrailingSeparator(KORVEL_BUILD_SYSTEM_LIBS);
 }
 
+namespace {
+
 bool IsConfiguredSystemFolder(std::string_view folder) {
     if (folder.empty())
         return false;
@@ -103,6 +106,14 @@ bool IsConfiguredSystemFolder(std::string_view folder) {
             return true;
     }
     return false;
+}
+
+} // namespace
+
+TLibPathType LibPathTypeOf(std::string_view fileOrFolder) {
+    if (IsConfiguredSystemFolder(ExtractFolder(fileOrFolder)))
+        return TLibPathType::System;
+    return GetPathTypeByName(fileOrFolder, GetGlobalLibPath());
 }
 
 } // namespace korvel

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/base/LibTypes.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -34,8 +36,9 @@ void SetSystemLibPath2(std::string_view folder);
 // build tree's system/libs folder. With a trailing separator.
 std::string SystemLibPathDefault();
 
-// True when the folder is, or lies below, one of the System library folders: the two settings and the
-// shipped default.
-bool IsConfiguredSystemFolder(std::string_view folder);
+// The location of a library file or folder: System when it is, or lies below, one of the System library
+// folders (the two settings and the shipped default), so delivered libraries are never written wherever they
+// were installed; otherwise the path-type rule of GetPathTypeByName with the Global folder setting.
+TLibPathType LibPathTypeOf(std::string_view fileOrFolder);
 
 } // namespace korvel
