@@ -4,6 +4,7 @@
 #include "cli/Commands.h"
 #include "cli/ExitCodes.h"
 #include "cli/LibSession.h"
+#include "platform/base/MyTable.h"
 #include "platform/settings/PathText.h"
 
 #include <filesystem>

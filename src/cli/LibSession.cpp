@@ -33,12 +33,6 @@ bool IsSystemFolder(const std::string& folder) {
     return LibPathTypeOf(folder) == TLibPathType::System;
 }
 
-bool LibraryExists(int libType, const std::string& folder) {
-    TMyTable probe(TableNames(libType));
-    probe.InitLibX(folder, LibName(libType), TableNames(libType), true, false);
-    return probe.Exists();
-}
-
 void RemoveLibrary(int libType, const std::string& folder) {
     TMyTable lib(TableNames(libType));
     lib.InitLibX(folder, LibName(libType), TableNames(libType), false, false);

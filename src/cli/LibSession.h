@@ -21,7 +21,6 @@ std::string FolderArg(const std::string& arg);
 void RequireFolder(const std::string& folder);
 // The folder holds System libraries: by the path rule (".../system/libs/") or as a configured System folder.
 bool IsSystemFolder(const std::string& folder);
-bool LibraryExists(int libType, const std::string& folder);
 // Removes a library that a failed command had just made, so the failure leaves nothing behind.
 void RemoveLibrary(int libType, const std::string& folder);
 

@@ -464,14 +464,8 @@ void TCustomLibForm::OpenFiles(const std::vector<std::string>& folders, int high
         if (folder.empty())
             continue;
         const TLibPathType pathType = GetPathTypeByName(folder);
-        bool exists = false;
-        {
-            TMyTable probe(TableNames(libType_));
-            probe.InitLibX(folder, fileName, TableNames(libType_), pathType == TLibPathType::System, false);
-            exists = probe.Exists();
-        }
         int tab = -1;
-        if (exists) {
+        if (LibraryExists(libType_, folder, pathType == TLibPathType::System)) {
             tab = AddIndex(pathType);
             InitLib(tab, folder, pathType == TLibPathType::System);
             OpenLibrary(tab, folder + fileName);

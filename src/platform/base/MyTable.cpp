@@ -1,6 +1,7 @@
 #include "platform/base/MyTable.h"
 
 #include "platform/Errors.h"
+#include "platform/base/LibKinds.h"
 #include "platform/settings/PathText.h"
 
 #include <filesystem>
@@ -108,6 +109,12 @@ bool TMyTable::Exists() {
     } catch (const EKorvelError&) {
         return false; // a damaged file holds no usable library
     }
+}
+
+bool LibraryExists(int libType, const std::string& folder, bool readOnly) {
+    TMyTable probe(TableNames(libType));
+    probe.InitLibX(folder, LibName(libType), TableNames(libType), readOnly, false);
+    return probe.Exists();
 }
 
 } // namespace korvel

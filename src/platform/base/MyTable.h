@@ -52,4 +52,8 @@ private:
     std::vector<std::unique_ptr<db::TTable>> tables_;
 };
 
+// Whether folder holds the kind's library with its main table; the file is only looked at (opened read-only
+// when asked), never made.
+bool LibraryExists(int libType, const std::string& folder, bool readOnly = true);
+
 } // namespace korvel
