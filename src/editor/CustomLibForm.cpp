@@ -65,12 +65,7 @@ void TCustomLibForm::BuildControls() {
     panelCopy_ = &tabLibs_->Add<TPanel>("PanelCopy");
     panelCopy_->SetAlign(alBottom);
     panelCopy_->SetHeight(30);
-    auto& globalButton = panelCopy_->Add<TButton>("BtnCopy0");
-    globalButton.SetCaption(" > Global");
-    globalButton.SetHint("Copy to > Global");
-    globalButton.SetTag(-1);
-    globalButton.SetAlign(alLeft);
-    globalButton.OnClick = Bind(&TCustomLibForm::CopyButtonClick);
+    AddCopyButton("Global", -1);
 
     navigator_ = &tabLibs_->Add<TNavigator>("Navigator");
     navigator_->SetAlign(alBottom);
@@ -281,12 +276,7 @@ int TCustomLibForm::AddIndex(TLibPathType pathType) {
         if (pathType == TLibPathType::Global && count == 0 && initial && initial->Tag() == -1) {
             initial->SetTag(tab);
         } else {
-            auto& button = panelCopy_->Add<TButton>("BtnCopy" + std::to_string(buttons.size()));
-            button.SetCaption(" > " + caption);
-            button.SetHint("Copy to > " + caption);
-            button.SetTag(tab);
-            button.SetAlign(alLeft);
-            button.OnClick = Bind(&TCustomLibForm::CopyButtonClick);
+            AddCopyButton(caption, tab);
         }
     }
 
@@ -295,6 +285,15 @@ int TCustomLibForm::AddIndex(TLibPathType pathType) {
     pathTypes_.push_back(pathType);
     readOnly_.push_back(pathType == TLibPathType::System);
     return tab;
+}
+
+void TCustomLibForm::AddCopyButton(const std::string& tabCaption, int tab) {
+    auto& button = panelCopy_->Add<TButton>("BtnCopy" + std::to_string(panelCopy_->ControlCount()));
+    button.SetCaption(" > " + tabCaption);
+    button.SetHint("Copy to > " + tabCaption);
+    button.SetTag(tab);
+    button.SetAlign(alLeft);
+    button.OnClick = Bind(&TCustomLibForm::CopyButtonClick);
 }
 
 std::unique_ptr<TPrintItem> TCustomLibForm::CreatePrintItem() {

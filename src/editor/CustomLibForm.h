@@ -153,8 +153,6 @@ public:
     void CopyElement(TCustomLibForm& target, int dstTab);
     // Rebuilds the entries under a "Copy to" menu item.
     void CreateCopyToMenu(TMenuItem& copyTo);
-    // Runs the copy of a Copy-to entry's target code.
-    void CopyToTarget(int code);
 
     // --- pick mode
     // Shows the "Accept"/"Cancel" bar of a modal pick.
@@ -206,6 +204,8 @@ protected:
 private:
     void BuildControls();
     void BuildMenus();
+    // A "Copy to" button below the list; tab -1 stands for the Global library not opened yet.
+    void AddCopyButton(const std::string& tabCaption, int tab);
     void AttachMainTableEvents(int tabIndex);
     void TabLibsChanging(TComponent& sender, bool& allowChange);
     void TabLibsChange(TComponent& sender);

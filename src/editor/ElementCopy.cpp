@@ -249,19 +249,6 @@ void TCustomLibForm::CreateCopyToMenu(TMenuItem& copyTo) {
     copyTo.SetEnabled(entry > 0);
 }
 
-void TCustomLibForm::CopyToTarget(int code) {
-    if (code <= 0) {
-        CopyElement(*this, -code);
-        return;
-    }
-    std::vector<TForm*> children = host_.MDIChildren();
-    const size_t index = static_cast<size_t>(code / 1000);
-    if (index >= children.size())
-        return;
-    if (auto* editor = dynamic_cast<TCustomLibForm*>(children[index]))
-        CopyElement(*editor, code % 1000);
-}
-
 void TCustomLibForm::EnsureGlobalTab(TButton& button) {
     const std::string global = GetGlobalLibPath();
     if (global.empty()) {

@@ -41,10 +41,6 @@ bool TLibHost::CloseWindow(TForm& form) {
     return true;
 }
 
-bool TLibHost::Owns(const TForm& form) const {
-    return std::any_of(windows_.begin(), windows_.end(), [&](const auto& w) { return w.get() == &form; });
-}
-
 void TLibHost::Destroy(TForm& form) {
     auto it = std::find_if(windows_.begin(), windows_.end(), [&](const auto& w) { return w.get() == &form; });
     if (it == windows_.end())

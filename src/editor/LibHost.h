@@ -33,7 +33,6 @@ public:
     void ReleaseFreed();
     // Closes a window and frees it when its close asks for that. False when the close was refused.
     bool CloseWindow(TForm& form);
-    bool Owns(const TForm& form) const;
     // Destroys a window at once (a window that never opened, a converted library's hidden editor).
     void Destroy(TForm& form);
 

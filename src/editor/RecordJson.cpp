@@ -134,7 +134,7 @@ void JsonToRecord(const json& object, db::TTable& table) {
     for (const auto& [name, value] : object.items())
         if (!table.FindField(name))
             throw EKorvelError("Unknown field \"" + name + "\"");
-    // Values are checked against their fields before anything is set, so a refusal changes nothing.
+    // A value its field refuses puts back the values set before it, so a refusal changes nothing.
     std::vector<std::pair<db::TField*, db::TValue>> before;
     for (const auto& [name, value] : object.items()) {
         db::TField& field = table.FieldByName(name);
