@@ -13,16 +13,8 @@ namespace korvel::test {
 
 // A library file with one element table shaped like the sound libraries' main table.
 class DbFixture : public ::testing::Test {
-protected:
-    void SetUp() override {
-        fileName = dir.File("Lib.abs");
-        db = std::make_shared<db::TDatabase>(fileName);
-        db->Open(true);
-        db->CreateTable("Elements", ElementDef());
-        table = std::make_unique<db::TTable>(db, "Elements");
-        table->Open();
-    }
-
+public:
+    // The element table: a sound library's main table.
     static db::TTableDef ElementDef() {
         using db::TFieldType;
         db::TTableDef def;
@@ -38,6 +30,16 @@ protected:
             .AddField("LastChangeDateTime", TFieldType::DateTime);
         def.AddIndex("p", {"Nr"}, db::ixPrimary).AddIndex("EN", {"ElementName"}, db::ixCaseInsensitive);
         return def;
+    }
+
+protected:
+    void SetUp() override {
+        fileName = dir.File("Lib.abs");
+        db = std::make_shared<db::TDatabase>(fileName);
+        db->Open(true);
+        db->CreateTable("Elements", ElementDef());
+        table = std::make_unique<db::TTable>(db, "Elements");
+        table->Open();
     }
 
     // Appends one element and returns its number.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "db/DbFixture.h"
 #include "platform/Errors.h"
 #include "platform/db/Database.h"
 #include "platform/db/Table.h"
@@ -31,21 +32,8 @@ protected:
 
     void TearDown() override { source.SetDataSet(nullptr); }
 
-    static db::TTableDef ElementDef() {
-        using db::TFieldType;
-        db::TTableDef def;
-        def.AddField("Nr", TFieldType::AutoInc)
-            .AddField("ElementName", TFieldType::String, 40)
-            .AddField("Gruppen1", TFieldType::Integer)
-            .AddField("Kommentar", TFieldType::Memo)
-            .AddField("Level", TFieldType::Float)
-            .AddField("Count", TFieldType::Word)
-            .AddField("Active", TFieldType::Boolean)
-            .AddField("LastChangeDateTime", TFieldType::DateTime)
-            .AddField("Spektrum", TFieldType::Blob);
-        def.AddIndex("p", {"Nr"}, db::ixPrimary).AddIndex("EN", {"ElementName"}, db::ixCaseInsensitive);
-        return def;
-    }
+    // The element table of the table-engine tests: a sound library's main table.
+    static db::TTableDef ElementDef() { return DbFixture::ElementDef(); }
 
     // Another kind of library table: a shorter name and no level.
     static db::TTableDef OtherDef() {
