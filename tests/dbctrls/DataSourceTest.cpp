@@ -1,19 +1,12 @@
 #include "DbCtrlsFixture.h"
+#include "support/NavigatorText.h"
 
 #include <vector>
 
 namespace korvel {
 namespace {
 
-std::string EnabledButtons(const TNavigator& nav) {
-    static const char* names[] = {"First",  "Prior", "Next", "Last",   "Insert",
-                                  "Delete", "Edit",  "Post", "Cancel", "Refresh"};
-    std::string s;
-    for (int b = 0; b < kNavigateBtnCount; ++b)
-        if (nav.ButtonEnabled(static_cast<TNavigateBtn>(b)))
-            s += std::string(s.empty() ? "" : " ") + names[b];
-    return s;
-}
+using test::EnabledButtons;
 
 class DataSourceTest : public test::DbCtrlsFixture {
 protected:

@@ -2,6 +2,7 @@
 
 #include "platform/Errors.h"
 #include "platform/ui/Form.h"
+#include "support/NavigatorText.h"
 #include "support/TestUi.h"
 
 #include <gtest/gtest.h>
@@ -43,15 +44,7 @@ private:
     template <class T> void Call(const char* name, T) { calls.push_back(name); }
 };
 
-std::string EnabledButtons(const TNavigator& nav) {
-    static const char* names[] = {"First",  "Prior", "Next", "Last",   "Insert",
-                                  "Delete", "Edit",  "Post", "Cancel", "Refresh"};
-    std::string s;
-    for (int b = 0; b < kNavigateBtnCount; ++b)
-        if (nav.ButtonEnabled(static_cast<TNavigateBtn>(b)))
-            s += std::string(s.empty() ? "" : " ") + names[b];
-    return s;
-}
+using test::EnabledButtons;
 
 class NavigatorTest : public ::testing::Test {
 protected:
