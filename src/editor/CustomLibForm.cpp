@@ -144,10 +144,14 @@ void TCustomLibForm::BuildMenus() {
     edit.Add("StoreElement", "Store", "Ctrl+S").OnClick = [this](TComponent&) {
         StoreCurrent();
     };
-    edit.Add("CancelEdit", "Cancel").OnClick = [this](TComponent&) {
+    edit.Add("CancelEdit", "Cancel", "Esc").OnClick = [this](TComponent&) {
         navigator_->BtnClick(nbCancel);
     };
     edit.AddSeparator();
+    edit.Add("JumpTo", "Jump to", "Ctrl+F").OnClick = [this](TComponent&) {
+        if (editSearch_->Reachable())
+            SetActiveControl(editSearch_);
+    };
     edit.Add("CopyTo", "Copy to");
     edit.Add("SelectAllElements", "Select all elements", "Ctrl+A").OnClick =
         Bind(&TCustomLibForm::SelectAllClick);
@@ -155,10 +159,37 @@ void TCustomLibForm::BuildMenus() {
         EnableDBButtons();
     };
 
+    TMenuItem& view = menu.Items().Add("MenuView", "View");
+    TMenuItem& byNumber = view.Add("OrderByNumber", "Order by number");
+    byNumber.OnClick = [this](TComponent&) {
+        dbList_->TitleClick(0);
+    };
+    TMenuItem& byName = view.Add("OrderByName", "Order by name");
+    byName.OnClick = [this](TComponent&) {
+        dbList_->TitleClick(1);
+    };
+    view.AddSeparator();
+    view.Add("RefreshList", "Refresh", "F5").OnClick = [this](TComponent&) {
+        navigator_->BtnClick(nbRefresh);
+    };
+    view.OnClick = [this, &byNumber, &byName](TComponent&) {
+        db::TTable* table = CurrentTable();
+        const std::string order = table ? table->IndexName() : std::string();
+        byNumber.SetChecked(order == "p");
+        byName.SetChecked(order == "EN");
+        const bool browsing = table && table->State() == db::TDataSetState::Browse;
+        byNumber.SetEnabled(browsing);
+        byName.SetEnabled(browsing && table->Defs().FindIndex("EN") != nullptr);
+    };
+
     TPopupMenu& listMenu = AddPopupMenu("ListMenu");
     listMenu.Items().Add("ListCopyTo", "Copy to");
     listMenu.Items().Add("ListSelectAll", "Select all elements").OnClick =
         Bind(&TCustomLibForm::SelectAllClick);
+    // Del works where the list has the focus; in the edit boxes it deletes characters.
+    listMenu.Items().Add("ListDelete", "Delete", "Del").OnClick = [this](TComponent&) {
+        navigator_->BtnClick(nbDelete);
+    };
     listMenu.OnPopup = [this, &listMenu](TComponent&) {
         if (TMenuItem* copyTo = listMenu.FindItem("ListCopyTo"))
             CreateCopyToMenu(*copyTo);

@@ -77,12 +77,16 @@ void TLibHost::ProcessMessages() {
 }
 
 TLog& TLibHost::Log() {
-    if (!log_)
+    if (!log_) {
         log_ = std::make_unique<TLog>();
+        LogCreated(*log_);
+    }
     return *log_;
 }
 
 void TLibHost::FreeLog() {
+    if (log_)
+        LogFreeing(*log_);
     log_.reset();
 }
 

@@ -56,6 +56,13 @@ public:
     // Shows the log to the person, modally when asked (the desktop program's log window).
     virtual void ShowLog(bool modal);
 
+protected:
+    // The window the person works in now; the desktop program reports activations.
+    void SetActiveWindow(TForm* form) { active_ = form; }
+    // A log window follows the log from its creation until just before it is freed.
+    virtual void LogCreated(TLog& /*log*/) {}
+    virtual void LogFreeing(TLog& /*log*/) {}
+
 private:
     IUi& ui_;
     std::string projectFolder_;

@@ -133,6 +133,38 @@ TEST_F(FrameTest, GotoElementNoAndNameAndJumpTo) {
     EXPECT_EQ(editor.GetElementHint().rfind("Element #2; changed on 20", 0), 0u) << editor.GetElementHint();
 }
 
+TEST_F(FrameTest, ShortcutsAndTheViewMenuReachTheirCommands) {
+    LibFolders::MakeLibrary(kType, f.Project(), {{{"Short", "b"}}, {{"Short", "a"}}});
+    TCustomLibForm& editor = Open({f.Project()});
+    db::TTable& t = *editor.GetMainTable(0);
+    TMainMenu& menu = *editor.MainMenu();
+    ASSERT_TRUE(menu.PressShortCut("Ctrl+F"));
+    EXPECT_EQ(editor.ActiveControl(), &editor.EditSearch());
+
+    // The View menu shows and switches the order; it is offered only while browsing.
+    TMenuItem& view = *menu.FindItem("MenuView");
+    view.Click();
+    EXPECT_TRUE(menu.FindItem("OrderByNumber")->Checked() != menu.FindItem("OrderByName")->Checked());
+    menu.FindItem("OrderByName")->Click();
+    EXPECT_EQ(t.IndexName(), "EN");
+    EXPECT_EQ(editor.DBList().CellText(0, 1), "a");
+    menu.FindItem("OrderByNumber")->Click();
+    EXPECT_EQ(t.IndexName(), "p");
+
+    t.Edit();
+    t.FieldByName("Short").SetAsString("typed");
+    view.Click();
+    EXPECT_FALSE(menu.FindItem("OrderByName")->Enabled());
+    // Esc cancels the edit.
+    ASSERT_TRUE(menu.PressShortCut("Esc"));
+    EXPECT_EQ(t.State(), db::TDataSetState::Browse);
+    EXPECT_EQ(t.FieldByName("Short").AsString(), "b");
+
+    // Del in the list's menu deletes without asking, as the navigator does.
+    ASSERT_TRUE(editor.FindPopupMenu("ListMenu")->PressShortCut("Del"));
+    EXPECT_EQ(editor.DBList().RowCount(), 1);
+}
+
 TEST_F(FrameTest, TabChangeAsksTheSaveQuestion) {
     LibFolders::MakeLibrary(kType, f.Global(), {{{"Short", "NO2"}}});
     LibFolders::MakeLibrary(kType, f.Project(), {{{"Short", "SO2"}}});

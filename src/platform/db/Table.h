@@ -141,6 +141,9 @@ public:
         std::vector<TValue> Values;
     };
     std::vector<TRow> ReadRows(std::int64_t first, std::int64_t count, const std::vector<int>& fieldIndexes);
+    // The rowids at positions first..first+count-1 (fewer at the end), from the positions alone: no record
+    // is read, so a list can hand them to a reader of its own.
+    std::vector<TBookmark> RowIdsAt(std::int64_t first, std::int64_t count);
 
     // Whole records read from the file so far; shows that a walk reads pages, not the table.
     std::uint64_t RecordsFetched() const { return recordsFetched_; }

@@ -747,4 +747,15 @@ std::vector<TTable::TRow> TTable::ReadRows(std::int64_t first, std::int64_t coun
     return rows;
 }
 
+std::vector<TBookmark> TTable::RowIdsAt(std::int64_t first, std::int64_t count) {
+    CheckActive();
+    EnsureRowIds();
+    const auto total = static_cast<std::int64_t>(rowIds_->size());
+    if (first < 0 || first >= total || count <= 0) {
+        return {};
+    }
+    const auto begin = rowIds_->begin() + first;
+    return std::vector<TBookmark>(begin, begin + std::min(count, total - first));
+}
+
 } // namespace korvel::db

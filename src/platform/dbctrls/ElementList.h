@@ -52,6 +52,11 @@ public:
     // become spaces. The current row shows the values being edited.
     std::string CellText(std::int64_t row, int col);
     db::TBookmark RowBookmark(std::int64_t row);
+    // The bookmarks of rows first..first+count-1 (fewer at the end) from the positions alone, without
+    // reading a record: for a renderer that reads the rows elsewhere.
+    std::vector<db::TBookmark> RowIds(std::int64_t first, std::int64_t count);
+    // A value of a field of this type as a cell shows it (CellText's formatting).
+    static std::string DisplayText(db::TFieldType type, const db::TValue& value);
     // Drops the cached rows; for changes the list cannot see (a replaced per-record filter).
     void Invalidate();
 
@@ -71,6 +76,8 @@ public:
     // Turning it off clears the selection.
     void SetMultiSelect(bool multiSelect);
     bool IsSelected(std::int64_t row);
+    // IsSelected for a row whose bookmark the caller already has; no query, so a renderer can ask per cell.
+    bool IsBookmarkSelected(db::TBookmark bookmark) const;
     void SetRowSelected(std::int64_t row, bool selected);
     // Adds the rows from..to (either order), as a shift-click does.
     void SelectRange(std::int64_t from, std::int64_t to);

@@ -43,12 +43,12 @@ void TRowCache::ScanRowIds(db::TTable& table, std::int64_t first, std::int64_t c
                            const std::function<void(std::int64_t, db::TBookmark)>& visit) {
     const std::int64_t end = first + count;
     for (std::int64_t from = first; from < end; from += kScanChunk) {
-        const auto rows = table.ReadRows(from, std::min(kScanChunk, end - from), {});
-        rowsRead_ += rows.size();
-        if (rows.empty())
+        const auto ids = table.RowIdsAt(from, std::min(kScanChunk, end - from));
+        rowsRead_ += ids.size();
+        if (ids.empty())
             break;
-        for (std::size_t i = 0; i < rows.size(); ++i)
-            visit(from + static_cast<std::int64_t>(i), rows[i].RowId);
+        for (std::size_t i = 0; i < ids.size(); ++i)
+            visit(from + static_cast<std::int64_t>(i), ids[i]);
     }
 }
 

@@ -24,8 +24,8 @@ public:
     // Rows read from the table, by the windows and by ScanRowIds.
     std::uint64_t RowsRead() const { return rowsRead_; }
 
-    // Calls visit(position, rowid) for the rows first..first+count-1 in cursor order, reading rowids only,
-    // in chunks a single statement can bind.
+    // Calls visit(position, rowid) for the rows first..first+count-1 in cursor order, from the table's
+    // positions in chunks, so a huge table never needs a second copy of them.
     void ScanRowIds(db::TTable& table, std::int64_t first, std::int64_t count,
                     const std::function<void(std::int64_t position, db::TBookmark rowid)>& visit);
 

@@ -92,6 +92,23 @@ std::string SystemLibPathDefault() {
     return IncludeTrailingSeparator(KORVEL_BUILD_SYSTEM_LIBS);
 }
 
+int GetLibWindowStyle() {
+    const int style = TIniStore(KorvelLibIniFileName()).ReadInteger(kProgramSection, kWindowStyleKey, 1);
+    return style == 0 ? 0 : 1;
+}
+
+void SetLibWindowStyle(int style) {
+    TIniStore(KorvelLibIniFileName()).WriteInteger(kProgramSection, kWindowStyleKey, style == 0 ? 0 : 1);
+}
+
+std::string GetLastProjectFolder() {
+    return TIniStore(KorvelLibIniFileName()).ReadString(kProgramSection, kProjectFolderKey, "");
+}
+
+void SetLastProjectFolder(std::string_view folder) {
+    TIniStore(KorvelLibIniFileName()).WriteString(kProgramSection, kProjectFolderKey, folder);
+}
+
 namespace {
 
 bool IsConfiguredSystemFolder(std::string_view folder) {

@@ -36,6 +36,17 @@ void SetSystemLibPath2(std::string_view folder);
 // build tree's system/libs folder. With a trailing separator.
 std::string SystemLibPathDefault();
 
+// How the desktop program opens editors, in section "Program", key "WindowStyle": 1 (the default) inside the
+// main window, 0 as windows of their own. Other stored values read as the default.
+inline constexpr std::string_view kProgramSection = "Program";
+inline constexpr std::string_view kWindowStyleKey = "WindowStyle";
+int GetLibWindowStyle();
+void SetLibWindowStyle(int style);
+// The project folder the desktop program worked in last ("Program", "ProjectFolder").
+inline constexpr std::string_view kProjectFolderKey = "ProjectFolder";
+std::string GetLastProjectFolder();
+void SetLastProjectFolder(std::string_view folder);
+
 // The location of a library file or folder: System when it is, or lies below, one of the System library
 // folders (the two settings and the shipped default), so delivered libraries are never written wherever they
 // were installed; otherwise the path-type rule of GetPathTypeByName with the Global folder setting.

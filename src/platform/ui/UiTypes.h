@@ -122,6 +122,7 @@ struct TOpenDialogOptions {
     std::filesystem::path InitialDir;
     std::string FileName;
     bool MultiSelect = false;
+    bool SelectFolder = false; // choose a folder instead of files
 };
 
 struct TSaveDialogOptions {

@@ -1,0 +1,258 @@
+#include "platform/dbctrls/RowLoader.h"
+
+#include "DbCtrlsFixture.h"
+#include "platform/dbctrls/ElementList.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+
+namespace korvel {
+namespace {
+
+using namespace std::chrono_literals;
+
+// Collects the loader's results from its thread; with Hold() the next result waits in the callback until
+// Release(), which keeps the loader busy while a test queues requests behind it.
+class TCollector {
+public:
+    void operator()(TRowResult result) {
+        std::unique_lock lock(mutex_);
+        results_.push_back(std::move(result));
+        ++entered_;
+        changed_.notify_all();
+        changed_.wait(lock, [&] { return !held_; });
+    }
+
+    TRowLoader::TOnResult Callback() {
+        return [this](TRowResult r) {
+            (*this)(std::move(r));
+        };
+    }
+
+    void Hold() {
+        std::lock_guard lock(mutex_);
+        held_ = true;
+    }
+    void Release() {
+        std::lock_guard lock(mutex_);
+        held_ = false;
+        changed_.notify_all();
+    }
+    // Waits until n results came in; false after the timeout.
+    bool WaitFor(std::size_t n, std::chrono::milliseconds timeout = 10s) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, timeout, [&] { return results_.size() >= n; });
+    }
+    std::vector<TRowResult> Results() {
+        std::lock_guard lock(mutex_);
+        return results_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    std::vector<TRowResult> results_;
+    int entered_ = 0;
+    bool held_ = false;
+};
+
+class RowLoaderTest : public test::DbCtrlsFixture {
+protected:
+    void SetUp() override {
+        DbCtrlsFixture::SetUp();
+        for (const char* name : {"Delta", "alpha", "Charlie", "bravo", "Echo"})
+            numbers[name] = Add(*elements, name);
+        elements->First();
+        elements->Edit();
+        elements->FieldByName("Level").SetAsFloat(0.00015);
+        elements->FieldByName("LastChangeDateTime").SetAsDateTime(db::EncodeDateTime(2024, 3, 5, 14, 7, 9));
+        elements->FieldByName("Active").SetAsBoolean(true);
+        elements->FieldByName("Kommentar").SetAsString("two\nlines");
+        elements->FieldByName("Spektrum").SetAsBytes(db::TBytes(176, 7));
+        elements->Post();
+        list.SetDataSource(&source);
+        list.SetColumns({{"Nr"},
+                         {"ElementName"},
+                         {"Level"},
+                         {"LastChangeDateTime"},
+                         {"Active"},
+                         {"Kommentar"},
+                         {"Spektrum"},
+                         {"NotThere"}});
+    }
+
+    // What the list shows, as a loader request.
+    TRowRequest Request(std::uint64_t generation, std::int64_t first, std::int64_t count) {
+        TRowRequest request;
+        request.Generation = generation;
+        request.First = first;
+        request.RowIds = list.RowIds(first, count);
+        request.TableName = "Elements";
+        for (const auto& column : list.Columns()) {
+            const db::TField* field = elements->FindField(column.FieldName);
+            request.Columns.push_back(field ? TLoadColumn{column.FieldName, field->DataType()}
+                                            : TLoadColumn{});
+        }
+        return request;
+    }
+
+    std::string File() const { return db->FileName(); }
+
+    // A library on its own, in the rollback journal so a writer can shut readers out.
+    std::string LockableLibrary() {
+        const std::string file = dir.File("Lockable.abs");
+        db::TDatabase other(file);
+        other.Open(true);
+        other.CreateTable("Elements", ElementDef());
+        other.Connection().Exec("INSERT INTO Elements (ElementName) VALUES ('One'), ('Two')");
+        other.SetJournalModeDelete();
+        return file;
+    }
+
+    static TRowRequest Names(std::uint64_t generation) {
+        return {generation, 0, {1, 2}, "Elements", {{"ElementName", db::TFieldType::String}}};
+    }
+
+    std::map<std::string, std::int64_t> numbers;
+    TDBElementList& list = form.Add<TDBElementList>("ElementList");
+    TCollector collector;
+};
+
+TEST_F(RowLoaderTest, ReadsTheTextsTheListShowsInTheOrderAsked) {
+    TRowLoader loader(File(), collector.Callback());
+    loader.Request(Request(1, 0, 5));
+    ASSERT_TRUE(collector.WaitFor(1));
+    const TRowResult result = collector.Results()[0];
+    EXPECT_EQ(result.Error, "");
+    EXPECT_EQ(result.Generation, 1u);
+    ASSERT_EQ(result.Rows.size(), 5u);
+    for (std::int64_t r = 0; r < 5; ++r) {
+        const auto& row = result.Rows[static_cast<std::size_t>(r)];
+        EXPECT_EQ(row.RowId, list.RowBookmark(r));
+        ASSERT_EQ(row.Texts.size(), 8u);
+        for (int c = 0; c < list.ColumnCount(); ++c)
+            EXPECT_EQ(row.Texts[static_cast<std::size_t>(c)], list.CellText(r, c))
+                << "row " << r << " col " << c;
+    }
+    EXPECT_EQ(result.Rows[0].Texts[5], "two lines");
+    EXPECT_EQ(result.Rows[0].Texts[2], "0.00015");
+    EXPECT_EQ(loader.RowsRead(), 5u);
+
+    // Another order, a window in the middle, and a row deleted after the positions were taken.
+    elements->SetIndexName("EN"); // alpha bravo Charlie Delta Echo
+    EXPECT_EQ(list.RowIds(1, 3),
+              (std::vector<db::TBookmark>{numbers["bravo"], numbers["Charlie"], numbers["Delta"]}));
+    EXPECT_EQ(list.RowIds(4, 10), std::vector<db::TBookmark>{numbers["Echo"]});
+    EXPECT_TRUE(list.RowIds(5, 1).empty());
+    TRowRequest middle = Request(2, 1, 3);
+    ASSERT_TRUE(elements->Locate("ElementName", {std::string("Charlie")}));
+    elements->Delete();
+    loader.Request(middle);
+    ASSERT_TRUE(collector.WaitFor(2));
+    const TRowResult second = collector.Results()[1];
+    EXPECT_EQ(second.First, 1);
+    ASSERT_EQ(second.Rows.size(), 3u);
+    EXPECT_EQ(second.Rows[0].Texts[1], "bravo");
+    EXPECT_EQ(second.Rows[1].Texts, std::vector<std::string>(8)); // gone: empty, the window keeps its shape
+    EXPECT_EQ(second.Rows[2].Texts[1], "Delta");
+}
+
+TEST_F(RowLoaderTest, ANewerGenerationDropsOlderQueuedRequestsAndTheQueueStaysShort) {
+    TRowLoader loader(File(), collector.Callback());
+    collector.Hold();
+    loader.Request(Request(1, 0, 1));
+    ASSERT_TRUE(collector.WaitFor(1)); // the loader now waits in the callback
+
+    loader.Request(Request(1, 1, 1));
+    loader.Request(Request(1, 2, 1));
+    EXPECT_EQ(loader.Queued(), 2u);
+    EXPECT_TRUE(loader.Request(Request(2, 3, 1)).empty());
+    EXPECT_EQ(loader.Queued(), 1u);
+
+    // A quick scroll: only the newest windows wait, the others are reported as never to be answered.
+    std::vector<std::int64_t> pushedOut;
+    for (std::int64_t first = 10; first < 10 + static_cast<std::int64_t>(TRowLoader::kMaxQueued) + 1; ++first)
+        for (std::int64_t out : loader.Request(Request(3, first, 1)))
+            pushedOut.push_back(out);
+    EXPECT_EQ(pushedOut, std::vector<std::int64_t>{10});
+    EXPECT_EQ(loader.Queued(), TRowLoader::kMaxQueued);
+
+    collector.Release();
+    ASSERT_TRUE(collector.WaitFor(1 + TRowLoader::kMaxQueued));
+    const auto results = collector.Results();
+    ASSERT_EQ(results.size(), 1 + TRowLoader::kMaxQueued);
+    EXPECT_EQ(results[0].Generation, 1u);
+    // Newest first: the window the user looks at now.
+    EXPECT_EQ(results[1].First, 10 + static_cast<std::int64_t>(TRowLoader::kMaxQueued));
+    EXPECT_EQ(results.back().First, 11);
+    for (std::size_t i = 1; i < results.size(); ++i)
+        EXPECT_EQ(results[i].Generation, 3u);
+    EXPECT_EQ(loader.Queued(), 0u);
+}
+
+TEST_F(RowLoaderTest, ErrorsComeBackAsResultsAndTheLoaderRecovers) {
+    {
+        TCollector missing;
+        TRowLoader loader(dir.File("Gone.abs"), missing.Callback());
+        loader.Request(Request(1, 0, 2));
+        ASSERT_TRUE(missing.WaitFor(1));
+        const auto result = missing.Results()[0];
+        EXPECT_NE(result.Error.find("Gone.abs"), std::string::npos) << result.Error;
+        EXPECT_TRUE(result.Rows.empty());
+    }
+
+    TRowLoader loader(File(), collector.Callback(), 100ms);
+    TRowRequest wrongTable = Request(1, 0, 2);
+    wrongTable.TableName = "NoSuchTable";
+    loader.Request(wrongTable);
+    ASSERT_TRUE(collector.WaitFor(1));
+    EXPECT_NE(collector.Results()[0].Error.find("NoSuchTable"), std::string::npos);
+
+    // A writer holding the whole file: readers wait for the busy time, then give up.
+    TCollector locked;
+    const std::string file = LockableLibrary();
+    TRowLoader lockedOut(file, locked.Callback(), 100ms);
+    {
+        db::TSqliteConnection writer(file, false, false);
+        writer.Exec("BEGIN EXCLUSIVE");
+        lockedOut.Request(Names(1));
+        ASSERT_TRUE(locked.WaitFor(1));
+        EXPECT_NE(locked.Results()[0].Error.find("locked"), std::string::npos) << locked.Results()[0].Error;
+        writer.Exec("ROLLBACK");
+    }
+    lockedOut.Request(Names(2));
+    ASSERT_TRUE(locked.WaitFor(2));
+    const auto recovered = locked.Results()[1];
+    EXPECT_EQ(recovered.Error, "");
+    ASSERT_EQ(recovered.Rows.size(), 2u);
+    EXPECT_EQ(recovered.Rows[1].Texts, std::vector<std::string>{"Two"});
+}
+
+TEST_F(RowLoaderTest, DestructorStopsAReadThatWaitsForALock) {
+    const std::string file = LockableLibrary();
+    db::TSqliteConnection writer(file, false, false);
+    writer.Exec("BEGIN EXCLUSIVE");
+    auto loader = std::make_unique<TRowLoader>(file, collector.Callback(), 60s);
+    loader->Request(Names(1));
+    for (int i = 0; i < 100 && loader->Queued() > 0; ++i)
+        std::this_thread::sleep_for(5ms);
+    EXPECT_EQ(loader->Queued(), 0u); // taken: the read now waits for the writer
+    std::this_thread::sleep_for(50ms);
+    const auto start = std::chrono::steady_clock::now();
+    loader.reset();
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 2s);
+    EXPECT_TRUE(collector.Results().empty()); // nothing is delivered after the stop
+    writer.Exec("ROLLBACK");
+
+    // Queued work does not hold a destructor up either, nor does a loader that never read.
+    auto busy = std::make_unique<TRowLoader>(File(), collector.Callback());
+    for (std::int64_t first = 0; first < 5; ++first)
+        busy->Request(Request(1, first, 1));
+    busy.reset();
+    TRowLoader idle(File(), collector.Callback());
+}
+
+} // namespace
+} // namespace korvel
