@@ -18,7 +18,6 @@
 #include <QPointer>
 #include <QVariant>
 
-
 namespace korvel::gui {
 
 namespace {
