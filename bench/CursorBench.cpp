@@ -3,6 +3,7 @@
 //
 //   build/release/bench/bench_cursor [--rows=N]
 
+#include "BenchLibrary.h"
 #include "platform/db/Collation.h"
 #include "platform/db/Database.h"
 #include "platform/db/Sqlite.h"
@@ -20,59 +21,9 @@
 namespace {
 
 using namespace korvel;
-using Clock = std::chrono::steady_clock;
-
-std::int64_t gRows = 1000000;
-
-std::string NameOf(std::int64_t i) {
-    // Names in an order unrelated to their numbers, with mixed case and a few non-ASCII letters.
-    static const char* words[] = {"Lüfter",     "pumpe", "Ventilator", "ÖLKÜHLER",
-                                  "Kompressor", "fan",   "Motor",      "Zahnrad"};
-    std::uint64_t h = static_cast<std::uint64_t>(i) * 2654435761u % 1000003u;
-    return std::string(words[h % 8]) + " " + std::to_string(h) + "-" + std::to_string(i);
-}
-
-// Builds the library once per run: the engine declares the table, rows go in with one prepared statement.
-const std::string& Library() {
-    static std::string file = [] {
-        auto dir = std::filesystem::temp_directory_path() / "korvel-bench";
-        std::filesystem::create_directories(dir);
-        std::string name = (dir / ("cursor-" + std::to_string(gRows) + ".abs")).string();
-        if (std::filesystem::exists(name)) {
-            return name;
-        }
-        auto db = std::make_shared<db::TDatabase>(name);
-        db->Open(true);
-        db::TTableDef def;
-        def.AddField("Eintrag", db::TFieldType::AutoInc)
-            .AddField("ElementName", db::TFieldType::String, 40)
-            .AddField("Kommentar", db::TFieldType::Memo)
-            .AddField("Gruppen1", db::TFieldType::Integer)
-            .AddField("Spektrum", db::TFieldType::Blob);
-        def.AddIndex("p", {"Eintrag"}, db::ixPrimary).AddIndex("EN", {"ElementName"}, db::ixCaseInsensitive);
-        db->CreateTable("EmisX", def);
-        db->StartTransaction();
-        db::TStatement ins(db->Connection().Handle(),
-                           "INSERT INTO EmisX (ElementName, Kommentar, Gruppen1, Spektrum, _ck_ElementName) "
-                           "VALUES (?, ?, ?, ?, ?)");
-        std::vector<std::uint8_t> spectrum(44 * 4, 0);
-        for (std::int64_t i = 0; i < gRows; ++i) {
-            std::string n = NameOf(i);
-            ins.Reset();
-            ins.Bind(1, n);
-            ins.Bind(2, std::string("comment"));
-            ins.Bind(3, i % 17);
-            ins.BindBlob(4, spectrum);
-            auto key = db::CollationKey(n);
-            ins.BindBlob(5, key);
-            ins.Run();
-        }
-        db->Commit();
-        db->Close();
-        return name;
-    }();
-    return file;
-}
+using bench::Clock;
+using bench::Library;
+using bench::Seconds;
 
 // The library's main table opened read-only in name order, as an editor opens a System tab.
 std::unique_ptr<db::TTable> OpenByName() {
@@ -82,10 +33,6 @@ std::unique_ptr<db::TTable> OpenByName() {
     table->SetIndexName("EN");
     table->Open();
     return table;
-}
-
-double Seconds(Clock::duration d) {
-    return std::chrono::duration<double>(d).count();
 }
 
 // Plain SQLite: the statements the cursor stands on, without the cursor.
@@ -108,9 +55,7 @@ struct Plain {
 };
 
 void Report(benchmark::State& state, double engine, double plain, std::uint64_t fetched) {
-    state.counters["engine_ms"] = engine * 1e3 / static_cast<double>(state.iterations());
-    state.counters["sqlite_ms"] = plain * 1e3 / static_cast<double>(state.iterations());
-    state.counters["ratio"] = plain > 0 ? engine / plain : 0;
+    bench::ReportRatio(state, engine, plain);
     state.counters["records_read"] = static_cast<double>(fetched) / static_cast<double>(state.iterations());
 }
 
@@ -163,7 +108,8 @@ void JumpToNearestName(benchmark::State& state) {
     std::uint64_t before = table->RecordsFetched();
     for (auto _ : state) {
         std::string typed =
-            NameOf(static_cast<std::int64_t>(rng() % static_cast<unsigned>(gRows))).substr(0, 9);
+            bench::ElementName(static_cast<std::int64_t>(rng() % static_cast<unsigned>(bench::Rows())))
+                .substr(0, 9);
         auto t0 = Clock::now();
         table->FindNearest({db::TValue{typed}});
         benchmark::DoNotOptimize(table->FieldByName("ElementName").AsString());
@@ -185,7 +131,8 @@ void StepThroughPages(benchmark::State& state) {
     std::uint64_t before = table->RecordsFetched();
     for (auto _ : state) {
         std::string typed =
-            NameOf(static_cast<std::int64_t>(rng() % static_cast<unsigned>(gRows))).substr(0, 7);
+            bench::ElementName(static_cast<std::int64_t>(rng() % static_cast<unsigned>(bench::Rows())))
+                .substr(0, 7);
         table->FindNearest({db::TValue{typed}});
         auto t0 = Clock::now();
         for (int i = 0; i < 20 * 64 && !table->Eof(); ++i) {
@@ -209,8 +156,8 @@ void ListWindowsByPosition(benchmark::State& state) {
     for (auto _ : state) {
         auto t0 = Clock::now();
         table->Refresh(); // drops the positions, so every iteration pays for reading them again
-        auto rows = table->ReadRows(static_cast<std::int64_t>(rng() % static_cast<unsigned>(gRows - 100)),
-                                    100, {0, 1});
+        auto rows = table->ReadRows(
+            static_cast<std::int64_t>(rng() % static_cast<unsigned>(bench::Rows() - 100)), 100, {0, 1});
         benchmark::DoNotOptimize(rows);
         auto t1 = Clock::now();
         {
@@ -260,13 +207,7 @@ BENCHMARK(RecordCount)->Unit(benchmark::kMillisecond);
 } // namespace
 
 int main(int argc, char** argv) {
-    for (int i = 1; i < argc; ++i) {
-        if (std::strncmp(argv[i], "--rows=", 7) == 0) {
-            gRows = std::max<std::int64_t>(1000, std::atoll(argv[i] + 7));
-            argv[i] = argv[--argc]; // not one of Google Benchmark's flags
-            --i;
-        }
-    }
+    bench::TakeRowsFlag(argc, argv);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();

@@ -5,9 +5,9 @@
 //
 //   build/<release folder>/bench/bench_element_list [--rows=N]
 
+#include "BenchLibrary.h"
 #include "gui/elementlist/ElementListModel.h"
 #include "gui/elementlist/ElementListView.h"
-#include "platform/db/Collation.h"
 #include "platform/db/Database.h"
 #include "platform/db/Sqlite.h"
 #include "platform/db/Table.h"
@@ -28,61 +28,9 @@
 namespace {
 
 using namespace korvel;
-using Clock = std::chrono::steady_clock;
-
-std::int64_t gRows = 1000000;
-
-std::string NameOf(std::int64_t i) {
-    // Names in an order unrelated to their numbers, with mixed case and a few non-ASCII letters.
-    static const char* words[] = {"Lüfter",     "pumpe", "Ventilator", "ÖLKÜHLER",
-                                  "Kompressor", "fan",   "Motor",      "Zahnrad"};
-    std::uint64_t h = static_cast<std::uint64_t>(i) * 2654435761u % 1000003u;
-    return std::string(words[h % 8]) + " " + std::to_string(h) + "-" + std::to_string(i);
-}
-
-// Built once and kept in the temporary folder: the engine declares the table, rows go in with one statement.
-const std::string& Library() {
-    static std::string file = [] {
-        auto dir = std::filesystem::temp_directory_path() / "korvel-bench";
-        std::filesystem::create_directories(dir);
-        std::string name = (dir / ("element-list-" + std::to_string(gRows) + ".abs")).string();
-        if (std::filesystem::exists(name))
-            return name;
-        auto db = std::make_shared<db::TDatabase>(name);
-        db->Open(true);
-        db::TTableDef def;
-        def.AddField("Eintrag", db::TFieldType::AutoInc)
-            .AddField("ElementName", db::TFieldType::String, 40)
-            .AddField("Kommentar", db::TFieldType::Memo)
-            .AddField("Gruppen1", db::TFieldType::Integer)
-            .AddField("Spektrum", db::TFieldType::Blob);
-        def.AddIndex("p", {"Eintrag"}, db::ixPrimary).AddIndex("EN", {"ElementName"}, db::ixCaseInsensitive);
-        db->CreateTable("EmisX", def);
-        db->StartTransaction();
-        db::TStatement ins(db->Connection().Handle(),
-                           "INSERT INTO EmisX (ElementName, Kommentar, Gruppen1, Spektrum, _ck_ElementName) "
-                           "VALUES (?, ?, ?, ?, ?)");
-        std::vector<std::uint8_t> spectrum(44 * 4, 0);
-        for (std::int64_t i = 0; i < gRows; ++i) {
-            std::string n = NameOf(i);
-            ins.Reset();
-            ins.Bind(1, n);
-            ins.Bind(2, std::string("comment"));
-            ins.Bind(3, i % 17);
-            ins.BindBlob(4, spectrum);
-            ins.BindBlob(5, db::CollationKey(n));
-            ins.Run();
-        }
-        db->Commit();
-        db->Close();
-        return name;
-    }();
-    return file;
-}
-
-double Seconds(Clock::duration d) {
-    return std::chrono::duration<double>(d).count();
-}
+using bench::Clock;
+using bench::Library;
+using bench::Seconds;
 
 // An editor's list: the library's main table read-only in name order, the number and name columns, the
 // view at a usual size.
@@ -148,13 +96,6 @@ struct Plain {
     db::TSqliteConnection conn;
 };
 
-void Report(benchmark::State& state, double engine, double plain) {
-    const auto n = static_cast<double>(state.iterations());
-    state.counters["engine_ms"] = engine * 1e3 / n;
-    state.counters["sqlite_ms"] = plain * 1e3 / n;
-    state.counters["ratio"] = plain > 0 ? engine / plain : 0;
-}
-
 // Open the library, order by name and show the list until its first screen of rows is there.
 void FirstRowsAfterOpen(benchmark::State& state) {
     Library();
@@ -186,7 +127,7 @@ void FirstRowsAfterOpen(benchmark::State& state) {
         }
         engineFirst = !engineFirst;
     }
-    Report(state, engine, plain);
+    bench::ReportRatio(state, engine, plain);
     state.counters["gui_blocked_ms"] = blocked * 1e3 / static_cast<double>(state.iterations());
 }
 
@@ -215,7 +156,7 @@ void ScrollStep(benchmark::State& state) {
         engine += Seconds(t1 - t0);
         plain += Seconds(t2 - t1);
     }
-    Report(state, engine, plain);
+    bench::ReportRatio(state, engine, plain);
     state.counters["rows_read"] = static_cast<double>(editor.model->LoaderRowsRead() - readBefore) /
                                   static_cast<double>(state.iterations());
 }
@@ -238,7 +179,7 @@ void SelectAll(benchmark::State& state) {
         engine += Seconds(t1 - t0);
         plain += Seconds(t2 - t1);
     }
-    Report(state, engine, plain);
+    bench::ReportRatio(state, engine, plain);
 }
 
 BENCHMARK(FirstRowsAfterOpen)->Unit(benchmark::kMillisecond);
@@ -248,13 +189,7 @@ BENCHMARK(SelectAll)->Unit(benchmark::kMillisecond);
 } // namespace
 
 int main(int argc, char** argv) {
-    for (int i = 1; i < argc; ++i) {
-        if (std::strncmp(argv[i], "--rows=", 7) == 0) {
-            gRows = std::max<std::int64_t>(1000, std::atoll(argv[i] + 7));
-            argv[i] = argv[--argc]; // not one of Google Benchmark's flags
-            --i;
-        }
-    }
+    bench::TakeRowsFlag(argc, argv);
     if (std::getenv("QT_QPA_PLATFORM") == nullptr)
         setenv("QT_QPA_PLATFORM", "offscreen", 1);
     QApplication app(argc, argv);
