@@ -26,6 +26,27 @@ void SyncAction(QAction* action, const TMenuItem& item) {
 
 void FillMenu(QMenu* menu, TMenuItem& item, QWidget* scope);
 
+// The submenu of an item. Opening it clicks the item first, so the form can fill or enable the items in the
+// click handler, and then shows the items the model has now.
+QMenu* MakeSubmenu(TMenuItem& item, QWidget* owner, QWidget* scope) {
+    auto* sub = new QMenu(ToQ(item.Caption()), owner);
+    FillMenu(sub, item, scope);
+    QPointer<QMenu> guard(sub);
+    TWatch* watch = new TWatch(sub, item, [guard, &item](const TChange&) {
+        if (guard)
+            SyncAction(guard->menuAction(), item);
+    });
+    QObject::connect(sub, &QMenu::aboutToShow, sub, [guard, watch, &item, scope] {
+        if (!watch->Alive())
+            return;
+        item.Click();
+        if (guard && watch->Alive())
+            FillMenu(guard, item, scope);
+    });
+    SyncAction(sub->menuAction(), item);
+    return sub;
+}
+
 // The action of one item (its own submenu when it has items), kept in step with the model.
 QAction* MakeAction(TMenuItem& item, QWidget* owner, QWidget* scope) {
     if (item.IsLine()) {
@@ -33,44 +54,24 @@ QAction* MakeAction(TMenuItem& item, QWidget* owner, QWidget* scope) {
         separator->setSeparator(true);
         return separator;
     }
-    QAction* action = nullptr;
-    if (item.Count() > 0) {
-        auto* sub = new QMenu(ToQ(item.Caption()), owner);
-        action = sub->menuAction();
-        FillMenu(sub, item, scope);
-        QPointer<QMenu> guard(sub);
-        QObject::connect(sub, &QMenu::aboutToShow, sub, [guard, &item, scope] {
-            if (!guard || !guard->property("korvelAlive").toBool())
-                return;
-            item.Click();
-            if (guard && guard->property("korvelAlive").toBool())
-                FillMenu(guard, item, scope);
-        });
-        sub->setProperty("korvelAlive", true);
-        new TWatch(
-            sub, item, [guard](const TChange&) {},
-            [guard] {
-                if (guard)
-                    guard->setProperty("korvelAlive", false);
-            });
-    } else {
-        action = new QAction(owner);
-        QPointer<QAction> guard(action);
-        TWatch* watch = new TWatch(action, item, [guard, &item](const TChange&) {
-            if (guard)
-                SyncAction(guard, item);
-        });
-        QObject::connect(action, &QAction::triggered, action, [watch, guard, &item] {
-            if (!watch->Alive())
-                return;
-            item.Click();
-            if (watch->Alive() && guard)
-                SyncAction(guard, item);
-        });
-        if (!item.ShortCut().empty() && scope != nullptr) {
-            action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
-            scope->addAction(action);
-        }
+    if (item.Count() > 0)
+        return MakeSubmenu(item, owner, scope)->menuAction();
+    auto* action = new QAction(owner);
+    QPointer<QAction> guard(action);
+    TWatch* watch = new TWatch(action, item, [guard, &item](const TChange&) {
+        if (guard)
+            SyncAction(guard, item);
+    });
+    QObject::connect(action, &QAction::triggered, action, [watch, guard, &item] {
+        if (!watch->Alive())
+            return;
+        item.Click();
+        if (watch->Alive() && guard)
+            SyncAction(guard, item);
+    });
+    if (!item.ShortCut().empty() && scope != nullptr) {
+        action->setShortcutContext(Qt::WidgetWithChildrenShortcut);
+        scope->addAction(action);
     }
     SyncAction(action, item);
     return action;
@@ -97,40 +98,9 @@ void FillMenuBar(QMenuBar* bar, TMenuItem& root, QWidget* scope) {
         if (QMenu* oldSub = old->menu())
             oldSub->deleteLater();
     }
-    for (int i = 0; i < root.Count(); ++i) {
-        TMenuItem& item = root.Item(i);
-        // A top-level entry always opens a menu, even while it is empty.
-        auto* sub = new QMenu(ToQ(item.Caption()), bar);
-        FillMenu(sub, item, scope);
-        QPointer<QMenu> guard(sub);
-        sub->setProperty("korvelAlive", true);
-        QObject::connect(sub, &QMenu::aboutToShow, sub, [guard, &item, scope] {
-            if (!guard || !guard->property("korvelAlive").toBool())
-                return;
-            item.Click();
-            if (guard && guard->property("korvelAlive").toBool())
-                FillMenu(guard, item, scope);
-        });
-        new TWatch(
-            sub, item,
-            [guard, &item](const TChange& change) {
-                if (!guard)
-                    return;
-                if (change.Kind == TChangeKind::Caption)
-                    guard->setTitle(ToQ(item.Caption()));
-                else if (change.Kind == TChangeKind::Visible)
-                    guard->menuAction()->setVisible(item.Visible());
-                else if (change.Kind == TChangeKind::Enabled)
-                    guard->menuAction()->setEnabled(item.Enabled());
-            },
-            [guard] {
-                if (guard)
-                    guard->setProperty("korvelAlive", false);
-            });
-        sub->menuAction()->setVisible(item.Visible());
-        sub->menuAction()->setEnabled(item.Enabled());
-        bar->addMenu(sub);
-    }
+    // A top-level entry always opens a menu, even while it is empty.
+    for (int i = 0; i < root.Count(); ++i)
+        bar->addMenu(MakeSubmenu(root.Item(i), bar, scope));
 }
 
 void CollectShortcuts(TMenuItem& item, QWidget* widget, std::vector<QAction*>& actions) {
