@@ -10,6 +10,7 @@
 #include "support/TestUi.h"
 
 #include <gtest/gtest.h>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -54,7 +55,16 @@ protected:
         return table.Fields(0).AsLargeInt();
     }
 
+    // Five elements whose name order differs from their number order, in mixed case; numbers by name.
+    // The first of them is made current.
+    void AddNamedElements() {
+        for (const char* name : {"Delta", "alpha", "Charlie", "bravo", "Echo"})
+            numbers[name] = Add(*elements, name);
+        elements->First();
+    }
+
     TempDir dir;
+    std::map<std::string, std::int64_t> numbers;
     std::shared_ptr<db::TDatabase> db;
     std::unique_ptr<db::TTable> elements;
     std::unique_ptr<db::TTable> others;

@@ -12,9 +12,7 @@ class ElementListTest : public test::DbCtrlsFixture {
 protected:
     void SetUp() override {
         DbCtrlsFixture::SetUp();
-        for (const char* name : {"Delta", "alpha", "Charlie", "bravo", "Echo"})
-            numbers[name] = Add(*elements, name);
-        elements->First();
+        AddNamedElements();
         list.SetDataSource(&source);
         list.SetColumns({{"Nr", "No."}, {"ElementName", "Name", 120}, {"Level", "Level"}});
         notices = list.SubscribeScoped([this](TComponent&, const TChange& c) { ++seen[c.Kind]; });
@@ -27,7 +25,6 @@ protected:
         return out;
     }
 
-    std::map<std::string, std::int64_t> numbers;
     TDBElementList& list = form.Add<TDBElementList>("ElementList");
     std::map<TChangeKind, int> seen;
     TSubscription notices;

@@ -62,9 +62,7 @@ class RowLoaderTest : public test::DbCtrlsFixture {
 protected:
     void SetUp() override {
         DbCtrlsFixture::SetUp();
-        for (const char* name : {"Delta", "alpha", "Charlie", "bravo", "Echo"})
-            numbers[name] = Add(*elements, name);
-        elements->First();
+        AddNamedElements();
         elements->Edit();
         elements->FieldByName("Level").SetAsFloat(0.00015);
         elements->FieldByName("LastChangeDateTime").SetAsDateTime(db::EncodeDateTime(2024, 3, 5, 14, 7, 9));
@@ -115,7 +113,6 @@ protected:
         return {generation, 0, {1, 2}, "Elements", {{"ElementName", db::TFieldType::String}}};
     }
 
-    std::map<std::string, std::int64_t> numbers;
     TDBElementList& list = form.Add<TDBElementList>("ElementList");
     TCollector collector;
 };

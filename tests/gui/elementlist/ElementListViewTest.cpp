@@ -22,9 +22,7 @@ class ElementListGui : public test::DbCtrlsFixture {
 protected:
     void SetUp() override {
         DbCtrlsFixture::SetUp();
-        for (const char* name : {"Delta", "alpha", "Charlie", "bravo", "Echo"})
-            numbers[name] = Add(*elements, name);
-        elements->First();
+        AddNamedElements();
         list.SetDataSource(&source);
         list.SetColumns({{"Nr", "###", 40}, {"ElementName", "Element name", 200}});
     }
@@ -70,7 +68,6 @@ protected:
         QTest::mouseClick(View().viewport(), Qt::LeftButton, modifiers, cell.center());
     }
 
-    std::map<std::string, std::int64_t> numbers;
     TDBElementList& list = form.Add<TDBElementList>("ElementList");
     // Destroyed before the form and its list: the view and the model go first, as the renderer does it.
     QObject owner;
