@@ -14,15 +14,20 @@ namespace korvel::gui {
 
 namespace {
 
+// The form a window shows is still there (its watch has not seen it go).
+bool FormAlive(const QObject* window, const TForm& form) {
+    const TWatch* watch = FindWatch(window, form);
+    return watch != nullptr && watch->Alive();
+}
+
 // Esc and the close button of a modal form go through the form: its Cancel button if it has one, else a
 // close (which the form's close query may refuse). The dialog ends when the form's modal state ends.
 class TModalDialog : public QDialog {
 public:
-    TModalDialog(TForm& form, TWatch*& watch, QWidget* parent)
-        : QDialog(parent), form_(form), watch_(watch) {}
+    TModalDialog(TForm& form, QWidget* parent) : QDialog(parent), form_(form) {}
 
     void reject() override {
-        if (!watch_ || !watch_->Alive()) {
+        if (!FormAlive(this, form_)) {
             QDialog::reject();
             return;
         }
@@ -32,18 +37,17 @@ public:
 
 private:
     TForm& form_;
-    TWatch*& watch_;
 };
 
 // A form's own top-level window; closing it asks the form.
 class TFormWindow : public QWidget {
 public:
-    TFormWindow(TForm& form, TWatch*& watch, std::function<void(TForm&)>& closeRequested, QWidget* parent)
-        : QWidget(parent, Qt::Window), form_(form), watch_(watch), closeRequested_(closeRequested) {}
+    TFormWindow(TForm& form, std::function<void(TForm&)>& closeRequested, QWidget* parent)
+        : QWidget(parent, Qt::Window), form_(form), closeRequested_(closeRequested) {}
 
 protected:
     void closeEvent(QCloseEvent* event) override {
-        if (!watch_ || !watch_->Alive()) {
+        if (!FormAlive(this, form_)) {
             event->accept();
             return;
         }
@@ -55,13 +59,12 @@ protected:
     }
     void moveEvent(QMoveEvent* event) override {
         QWidget::moveEvent(event);
-        if (watch_ && watch_->Alive() && !isMaximized())
+        if (FormAlive(this, form_) && !isMaximized())
             form_.SetBounds(x(), y(), form_.Width(), form_.Height());
     }
 
 private:
     TForm& form_;
-    TWatch*& watch_;
     std::function<void(TForm&)>& closeRequested_;
 };
 
@@ -91,8 +94,7 @@ private:
 } // namespace
 
 TModalResult TFormPresenter::ShowModal(TForm& form) {
-    TWatch* watch = nullptr;
-    TModalDialog dialog(form, watch, DialogParent ? DialogParent : QApplication::activeWindow());
+    TModalDialog dialog(form, DialogParent ? DialogParent : QApplication::activeWindow());
     dialog.setProperty("korvelFormWindow", true);
     dialog.setObjectName(ToQ(form.Name()));
     auto* layout = new QVBoxLayout(&dialog);
@@ -104,7 +106,7 @@ TModalResult TFormPresenter::ShowModal(TForm& form) {
 
     shown_[&form] = {&dialog, view};
     QPointer<TModalDialog> guard(&dialog);
-    watch = new TWatch(
+    auto* watch = new TWatch(
         &dialog, form,
         [guard, &form](const TChange& change) {
             if (guard && (change.Kind == TChangeKind::Visible || change.Kind == TChangeKind::Value) &&
@@ -141,14 +143,13 @@ void TFormPresenter::ShowForm(TForm& form) {
         window->activateWindow();
         return;
     }
-    auto* watchSlot = new TWatch*(nullptr);
     QWidget* window = nullptr;
     TFormView* view = nullptr;
     if (form.FormStyle() == fsChild && PlaceChild) {
         view = new TFormView(form);
         window = PlaceChild(*view);
     } else {
-        auto* own = new TFormWindow(form, *watchSlot, CloseRequested, DialogParent);
+        auto* own = new TFormWindow(form, CloseRequested, DialogParent);
         own->setProperty("korvelFormWindow", true);
         auto* layout = new QVBoxLayout(own);
         layout->setContentsMargins(0, 0, 0, 0);
@@ -161,12 +162,10 @@ void TFormPresenter::ShowForm(TForm& form) {
         window = own;
     }
     window->setAttribute(Qt::WA_DeleteOnClose, false);
-    // The slot outlives nothing: it is freed with the window.
-    QObject::connect(window, &QObject::destroyed, [watchSlot] { delete watchSlot; });
 
     QPointer<QWidget> guard(window);
     const TForm* key = &form;
-    *watchSlot = new TWatch(
+    auto* watch = new TWatch(
         window, form,
         [guard, &form](const TChange& change) {
             if (guard && change.Kind == TChangeKind::Visible)
@@ -180,7 +179,7 @@ void TFormPresenter::ShowForm(TForm& form) {
             }
         });
     if (window->property("korvelFormWindow").toBool() == false)
-        window->installEventFilter(new TCloseFilter(window, form, *watchSlot, CloseRequested));
+        window->installEventFilter(new TCloseFilter(window, form, watch, CloseRequested));
     shown_[&form] = {window, view};
 
     form.Show();
