@@ -60,12 +60,12 @@ private:
     QTabBar* bar_;
 };
 
+// The sheets' widgets are the page control widget's own children: no deeper search is needed.
 void ShowActiveSheet(TPageControl& pages, QWidget* widget) {
-    for (int i = 0; i < pages.PageCount(); ++i) {
-        TTabSheet& sheet = pages.Page(i);
-        if (QWidget* sheetWidget = FindControlWidget(widget, sheet))
-            sheetWidget->setVisible(sheet.Visible() && pages.ActivePage() == &sheet);
-    }
+    for (QWidget* child : widget->findChildren<QWidget*>(Qt::FindDirectChildrenOnly))
+        if (auto* sheet = dynamic_cast<TTabSheet*>(ControlOfWidget(child));
+            sheet && sheet->PageControl() == &pages)
+            child->setVisible(sheet->Visible() && pages.ActivePage() == sheet);
 }
 
 QWidget* MakePageControl(TControl& control, QWidget* parent) {

@@ -34,9 +34,14 @@ bool SheetShown(const TControl& control) {
 
 // Pop-up menus open on the context-menu request and their shortcuts work while the widget has the focus.
 void BindPopupMenu(QWidget* widget, TControl& control) {
+    // The pop-up menu is part of a control's style, which changes for many other reasons too.
+    TPopupMenu* bound = static_cast<TPopupMenu*>(widget->property("korvelPopup").value<void*>());
+    if (bound == control.PopupMenu())
+        return;
+    widget->setProperty("korvelPopup", QVariant::fromValue(static_cast<void*>(control.PopupMenu())));
     for (QAction* action : widget->actions())
         if (action->property("korvelPopupShortcut").toBool())
-            widget->removeAction(action);
+            delete action;
     TPopupMenu* popup = control.PopupMenu();
     if (popup == nullptr) {
         widget->setContextMenuPolicy(Qt::DefaultContextMenu);
@@ -136,7 +141,6 @@ QWidget* RenderControl(TControl& control, QWidget* parent) {
                 RenderChildren(control, guard);
                 break;
             case TChangeKind::Style:
-                // The pop-up menu is part of a control's style.
                 BindPopupMenu(guard, control);
                 break;
             default:
