@@ -194,6 +194,8 @@ protected:
     std::optional<TCopyEnds> CopyEnds(int srcTab, int dstTab, TCustomLibForm& target, TneAction action) const;
     // Adds the picture panel and its pop-up menu to parent, bound to a blob field of the main table.
     void CreatePictureField(TControl& parent, std::string fieldName);
+    // The editor is closing and its libraries are still open: kinds save what belongs beside them.
+    virtual void LibrariesClosing() {}
     // Every value grid of the data area leaves its edit mode (before navigation and tab changes).
     void LeaveGridEditModes();
     // The table of the current tab, when it is open.

@@ -102,6 +102,7 @@ bool TCustomLibForm::LibraryEmpty(TMyTable& myTable) {
 }
 
 void TCustomLibForm::FormClose(TComponent& /*sender*/, TCloseAction& action) {
+    LibrariesClosing();
     dataSource_.SetDataSet(nullptr);
     for (int tab = 0; tab < TabCount(); ++tab) {
         TMyTable& myTable = *GetMyTable(tab);

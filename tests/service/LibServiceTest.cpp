@@ -67,7 +67,7 @@ TEST_F(ServiceTest, WindowsOfTheirOwnKeepTheirPlacement) {
 TEST_F(ServiceTest, UnknownTypesAndKindsWithoutEditorYieldNothing) {
     EXPECT_EQ(ShowLib(f.Host(), 4711, f.Project(), false, fsChild), nullptr);
     EXPECT_EQ(CreateLib(f.Host(), 4711), nullptr);
-    EXPECT_EQ(CreateLib(f.Host(), 120), nullptr);
+    EXPECT_EQ(CreateLib(f.Host(), 135), nullptr);
     EXPECT_TRUE(f.Host().Windows().empty());
 }
 
@@ -124,7 +124,7 @@ TEST_F(ServiceTest, ConvertLibraryKeepsAConvertedKindAndRemovesItsOldFiles) {
     std::string text;
     kept >> text;
     EXPECT_EQ(text, "new");
-    // No converter for transmission spectra yet: their only copy in the folder stays.
+    // Older transmission spectra cannot be read yet: their only copy in the folder stays.
     EXPECT_TRUE(fs::exists(dir + "/Trans.abs"));
     EXPECT_FALSE(f.Host().HasLog());
 }

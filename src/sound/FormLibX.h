@@ -1,0 +1,269 @@
+#pragma once
+
+// The sound library editor: emission (120), absorption (121), transmission (122) and attenuation (123)
+// spectra with their groups, weighting, ratings, formula entries, element filter, linked documents and
+// additional properties. One class serves the four kinds; the kind is fixed when the editor is made.
+
+#include "editor/CustomLibForm.h"
+#include "platform/acoustic/LibSpectrum.h"
+#include "platform/dbctrls/FieldLinks.h"
+#include "platform/ui/Chart.h"
+#include "platform/ui/ListCtrls.h"
+#include "platform/ui/Menus.h"
+#include "platform/ui/ValueGrid.h"
+#include "sound/DirectivityList.h"
+#include "sound/ElementFilter.h"
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace korvel::sound {
+
+class TFormLibX : public TCustomLibForm {
+public:
+    TFormLibX(TLibHost& host, int libType);
+    ~TFormLibX() override;
+    std::string_view ClassName() const override { return "TFormLibX"; }
+
+    // Sets the type, restores the layout settings and opens the folders up to index high.
+    void OpenLibType(const std::vector<std::string>& folders, int high, int libType, bool createMissing);
+
+    acoustic::TCustomLibSpectrum& Spectrum() { return *spectrum_; }
+    acoustic::TEmisLibSpectrum* Emission() {
+        return dynamic_cast<acoustic::TEmisLibSpectrum*>(spectrum_.get());
+    }
+    acoustic::TAbsoLibSpectrum* Absorption() {
+        return dynamic_cast<acoustic::TAbsoLibSpectrum*>(spectrum_.get());
+    }
+    acoustic::TTransLibSpectrum* Transmission() {
+        return dynamic_cast<acoustic::TTransLibSpectrum*>(spectrum_.get());
+    }
+    // The last formula result (entry types 1 and 2), or nullptr.
+    const acoustic::TEmisLibSpectrum* FormulaResult() const { return formulaResult_.get(); }
+
+    // --- overrides of the frame
+    int AddIndex(TLibPathType pathType) override;
+    void MainTableBeforePost(db::TTable& table) override;
+    void SetCurIndex(int tabIndex) override;
+    void OpenLibrary(int tabIndex, const std::string& fileName) override;
+    void SetReadOnly(int tabIndex, bool readOnly) override;
+    std::string GetImportFilter() override;
+    std::string GetFilterName() override;
+    std::string GetCaptionString() override;
+    void CopySingleElement(int srcTab, int dstTab, TCustomLibForm& target, bool keepNumbers,
+                           TneAction& action) override;
+    void CreateNewLibrary(int tabIndex, const std::string& fileName) override;
+    nlohmann::json ElementView() override;
+    void ApplyElementView(const nlohmann::json& view) override;
+    void RefreshElement() override;
+    bool SwitchElementFilterOff() override;
+    // Older-generation files are not read yet: conversion refuses, so that they are kept.
+    void OpenForConversion(const std::string& folder) override;
+
+    // --- element
+    // After every edit: transmission spectra are rated again, the colour is taken, the record is put in edit
+    // state with its change time, and the grid and graph are redrawn.
+    void SetChanged();
+    void DoSpectrumTypeChange(acoustic::TSpecType type);
+
+    // --- groups
+    // The number of the group of that name in the tab's group table; 0 when there is none.
+    int GetGroupNo(int tabIndex, const std::string& name);
+    // The number of the group of that name, appending the group when it is missing (imports, copies).
+    int SetGroupValue(int tabIndex, const std::string& name);
+    std::string GroupName(int tabIndex, int number);
+    std::vector<std::string> ReadGrTableToStringList(int tabIndex);
+    void AddGroupClick(TComponent& sender);
+    void RemoveGroupClick(TComponent& sender);
+
+    // --- filter
+    const TFilterRec& Filter() const { return filter_; }
+    void FilterChange(TComponent& sender);
+    void SetFilterSettings(int tabIndex, const TFilterRec& rec);
+    void FilterString(int tabIndex, const TFilterRec& rec);
+    bool MainTableFilterRecord(db::TTable& table);
+    void AddFilterGroupItems(int tabIndex);
+
+    // --- commands
+    void Editsum1Click(TComponent& sender);
+    void CBdBXChange(TComponent& sender);
+    void CBTransTypeChange(TComponent& sender);
+    void CBEmisRefChange(TComponent& sender);
+    void CBEntryTypeChange(TComponent& sender);
+    void CBBAFCompTypeChange(TComponent& sender);
+    void CBSpecTypeChange(TComponent& sender);
+    void CBBandChange(TComponent& sender);
+    void CBDirectivityChange(TComponent& sender);
+    void DirectivityEditClick(TComponent& sender);
+    void ColorsClick(TComponent& sender);
+    void ElementColorClick(TComponent& sender);
+    void LinkLoadClick(TComponent& sender);
+    void LinkRemoveClick(TComponent& sender);
+    void CalculateLwfromLp1Click(TComponent& sender);
+    void Calculatealphavaluesfromflowresistivity1Click(TComponent& sender);
+    void Calculatescatteringfromroughness1Click(TComponent& sender);
+    void CalculateClick(TComponent& sender);
+    void AddUserVariableClick(TComponent& sender);
+    void AddPredefinedVariableClick(TComponent& sender);
+    void DeleteVariableClick(TComponent& sender);
+    void MemoFormulaChange(TComponent& sender);
+
+    // --- controls
+    TEdit& EditName() const { return *editName_; }
+    TValueGrid& VG() const { return *vg_; }
+    TChart& Graph() const { return *graph_; }
+    TComboBox& CBSpecType() const { return *cbSpecType_; }
+    TComboBox& CBBmin() const { return *cbBmin_; }
+    TComboBox& CBBmax() const { return *cbBmax_; }
+    TComboBox& CBdBX() const { return *cbdBX_; }
+    TComboBox& CBEmisRef() const { return *cbEmisRef_; }
+    TComboBox& CBEntryType() const { return *cbEntryType_; }
+    TComboBox& CBTransType() const { return *cbTransType_; }
+    TComboBox& CBBAFCompType() const { return *cbBAFCompType_; }
+    TComboBox& CBDirectivity() const { return *cbDirectivity_; }
+    TEdit& EditHeight() const { return *editHeight_; }
+    TEdit& EditSigma() const { return *editSigma_; }
+    TPageControl& Pages() const { return *pages_; }
+    TTabSheet& PageFormula() const { return *pageFormula_; }
+    TTabSheet& PageCharacteristics() const { return *pageCharacteristics_; }
+    TTabSheet& PageOle(int i) const { return *pageOle_[static_cast<std::size_t>(i)]; }
+    TListBox& LBAvailableGroups() const { return *lbAvailable_; }
+    TListBox& LBSelectedGroups() const { return *lbSelected_; }
+    TButton& BtnAddGroup() const { return *btnAddGroup_; }
+    TButton& BtnRemoveGroup() const { return *btnRemoveGroup_; }
+    TValueGrid& VGProps() const { return *vgProps_; }
+    TValueGrid& VGVariableIn() const { return *vgVarIn_; }
+    TValueGrid& VGVariableOut() const { return *vgVarOut_; }
+    TValueGrid& VGVarLocal() const { return *vgVarLocal_; }
+    TMemo& MemoFormula() const { return *memoFormula_; }
+    TLabel& LabelFormulaMessage() const { return *labelFormulaMsg_; }
+    TPopupMenu& VGMenu() const { return *vgMenu_; }
+    TButton& BtnScattering() const { return *btnScattering_; }
+    TCheckBox& CBFilterEnabled() const { return *cbFilterEnabled_; }
+    TComboBox& CBFilterGroup1() const { return *cbFilterGroup1_; }
+    TComboBox& CBFilterGroup2() const { return *cbFilterGroup2_; }
+    TComboBox& CBFilterOperator() const { return *cbFilterOperator_; }
+    TEdit& EditFilterMin() const { return *editFilterMin_; }
+    TEdit& EditFilterMax() const { return *editFilterMax_; }
+    TEdit& EditFilterText() const { return *editFilterText_; }
+    TPanel& PanelGraphic() const { return *panelGraphic_; }
+    TLabel& LabelLinkedFile(int i) const { return *labelLink_[static_cast<std::size_t>(i)]; }
+
+protected:
+    void LibrariesClosing() override;
+
+private:
+    // Building the pages (FormLibXPages.cpp).
+    void BuildPages();
+    void BuildSettingsPanel(TControl& parent);
+    void BuildValuesPage(TTabSheet& page);
+    void BuildGroupsPage(TTabSheet& page);
+    void BuildFormulaPage(TTabSheet& page);
+    void BuildCharacteristicsPage(TTabSheet& page);
+    void BuildLinkPage(TTabSheet& page, int slot);
+    void BuildFilterPanel(TControl& parent);
+    void BuildGridMenu();
+
+    // Showing (FormLibX.cpp).
+    void ShowElement();
+    void FillBandBoxes();
+    void VisibleSettings();
+    void FillReferenceBox();
+    void FillDirectivityBox();
+    void UpdateOptionalControls();
+    void ShowGroups();
+    void ShowLinks();
+    std::string ListTitle() const;
+    // Puts the current record in edit state; false when the tab is read-only or has no element.
+    bool EnsureEditing();
+    bool CurrentReadOnly() const;
+
+    // Value grid and graph (FormLibXGrid.cpp).
+    void DefineVG();
+    std::string VGGetColValue(int col, int row);
+    void VGSetColValue(int col, int row, const std::string& text);
+    void VGCellStyle(int col, int row, TCellStyle& style);
+    void DrawGraph();
+    int LeadingColumns() const;
+    int BandOfColumn(int col) const;
+    void VGMenuPopup(TComponent& sender);
+    void PasteClick(TComponent& sender);
+
+    // Additional properties grid.
+    void DefinePropsGrid();
+    std::string PropsGetText(int col, int row);
+    void PropsSetText(int col, int row, const std::string& text);
+
+    // Formula page (FormLibXFormula.cpp).
+    void InitVGVariable(TValueGrid& grid, formula::TVarList& list);
+    void InitVGVarLocal();
+    void DefineFormulaGrids();
+    formula::TVarList* ListOfGrid(const TValueGrid& grid);
+    std::string VarGetText(formula::TVarList& list, int col, int row, bool local);
+    void VarSetText(formula::TVarList& list, int col, int row, const std::string& text, bool local);
+    void EnsureOutputVariable();
+    std::string OutputContext() const;
+    void Calculate();
+
+    // Copying (FormLibXCopy.cpp).
+    int MapDirectivity(TFormLibX& target, int dstTab, int srcTab, int number);
+
+    std::unique_ptr<acoustic::TCustomLibSpectrum> spectrum_;
+    std::unique_ptr<acoustic::TEmisLibSpectrum> formulaResult_;
+    acoustic::TAddPropDefList propDefs_;
+    std::vector<std::unique_ptr<TDirectivityList>> directivities_;
+    TFilterRec filter_;
+    bool showing_ = false;
+
+    TEdit* editName_ = nullptr;
+    std::vector<std::unique_ptr<TFieldLink>> links_;
+    TPanel* panelSettings_ = nullptr;
+    TComboBox* cbSpecType_ = nullptr;
+    TComboBox* cbBmin_ = nullptr;
+    TComboBox* cbBmax_ = nullptr;
+    std::vector<int> bminBands_, bmaxBands_;
+    TComboBox* cbdBX_ = nullptr;
+    TComboBox* cbEmisRef_ = nullptr;
+    TComboBox* cbEntryType_ = nullptr;
+    TComboBox* cbTransType_ = nullptr;
+    TComboBox* cbBAFCompType_ = nullptr;
+    TComboBox* cbDirectivity_ = nullptr;
+    TButton* btnDirectivity_ = nullptr;
+    TEdit* editHeight_ = nullptr;
+    TEdit* editSigma_ = nullptr;
+    TButton* btnColor_ = nullptr;
+    TPageControl* pages_ = nullptr;
+    TTabSheet* pageValues_ = nullptr;
+    TTabSheet* pageGroups_ = nullptr;
+    TTabSheet* pageFormula_ = nullptr;
+    TTabSheet* pageCharacteristics_ = nullptr;
+    std::array<TTabSheet*, 2> pageOle_{};
+    std::array<TLabel*, 2> labelLink_{};
+    TValueGrid* vg_ = nullptr;
+    TChart* graph_ = nullptr;
+    TPanel* panelGraphic_ = nullptr;
+    TPopupMenu* vgMenu_ = nullptr;
+    TButton* btnScattering_ = nullptr;
+    TListBox* lbAvailable_ = nullptr;
+    TListBox* lbSelected_ = nullptr;
+    std::vector<int> selectedGroupNos_;
+    std::vector<int> availableGroupNos_;
+    TButton* btnAddGroup_ = nullptr;
+    TButton* btnRemoveGroup_ = nullptr;
+    TValueGrid* vgProps_ = nullptr;
+    TValueGrid* vgVarIn_ = nullptr;
+    TValueGrid* vgVarOut_ = nullptr;
+    TValueGrid* vgVarLocal_ = nullptr;
+    TMemo* memoFormula_ = nullptr;
+    TLabel* labelFormulaMsg_ = nullptr;
+    TCheckBox* cbFilterEnabled_ = nullptr;
+    TComboBox* cbFilterGroup1_ = nullptr;
+    TComboBox* cbFilterGroup2_ = nullptr;
+    TComboBox* cbFilterOperator_ = nullptr;
+    TEdit* editFilterMin_ = nullptr;
+    TEdit* editFilterMax_ = nullptr;
+    TEdit* editFilterText_ = nullptr;
+};
+
+} // namespace korvel::sound

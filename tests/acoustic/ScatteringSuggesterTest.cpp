@@ -1,0 +1,116 @@
+#include "platform/acoustic/ScatteringSuggester.h"
+
+#include "platform/Errors.h"
+#include "platform/acoustic/LibSpectrum.h"
+
+#include <cmath>
+#include <gtest/gtest.h>
+#include <limits>
+#include <memory>
+#include <numbers>
+
+namespace korvel::acoustic {
+namespace {
+
+// erf by Simpson's rule on 2/sqrt(pi) exp(-t²), so the check does not lean on the library's erf.
+double SimpsonErf(double x) {
+    constexpr int steps = 2000;
+    const double h = x / steps;
+    double sum = 1.0 + std::exp(-x * x);
+    for (int i = 1; i < steps; ++i) {
+        const double t = i * h;
+        sum += (i % 2 == 1 ? 4.0 : 2.0) * std::exp(-t * t);
+    }
+    return 2.0 / std::sqrt(std::numbers::pi) * sum * h / 3.0;
+}
+
+bool StoredAsFloat(double v) {
+    return v == static_cast<double>(static_cast<float>(v));
+}
+
+TEST(RoughnessClasses, TableAndOutOfRange) {
+    ASSERT_EQ(RoughnessClasses.size(), 7u);
+    EXPECT_EQ(RoughnessClasses[0].Text, "< 1cm");
+    EXPECT_EQ(RoughnessClasses[3].Text, "~ 10cm");
+    EXPECT_EQ(RoughnessClasses[6].Text, "> 1m");
+    EXPECT_DOUBLE_EQ(RoughnessOfClass(1), 0.06);
+    EXPECT_DOUBLE_EQ(RoughnessOfClass(5), 0.6);
+    EXPECT_DOUBLE_EQ(RoughnessOfClass(6), 0.8);
+    EXPECT_DOUBLE_EQ(RoughnessOfClass(-1), 0.0);
+    EXPECT_DOUBLE_EQ(RoughnessOfClass(7), 0.0);
+}
+
+TEST(PowerLawSuggester, SmoothSurfaceStaysAtTheFloor) {
+    TAbsoLibSpectrum spectrum;
+    TScattering_Value_Suggester_Power_Laws().load_Suggested_Scattering_Values(spectrum, 0.0);
+    // k = 0.001: even at 20 kHz k x² stays far below 0.01.
+    for (int n = 0; n < kBandCount; ++n)
+        EXPECT_FLOAT_EQ(spectrum.GetScatValue(n), 0.01f) << "band " << n;
+}
+
+TEST(PowerLawSuggester, RoughSurfaceRisesWithFrequency) {
+    TAbsoLibSpectrum spectrum;
+    spectrum.SetBMinBMax(25, 35); // the range of the element does not limit the suggestion
+    std::unique_ptr<IScattering_Value_Suggester> suggester =
+        std::make_unique<TScattering_Value_Suggester_Power_Laws>();
+    suggester->load_Suggested_Scattering_Values(spectrum, RoughnessOfClass(6));
+    EXPECT_NEAR(spectrum.GetScatValue(30), 0.964, 0.0005); // k = 29.66, x = 0.95
+    EXPECT_FLOAT_EQ(spectrum.GetScatValue(20), 0.01f);     // x = 0 from 100 Hz down
+    EXPECT_FLOAT_EQ(spectrum.GetScatValue(0), 0.01f);
+    EXPECT_GT(spectrum.GetScatValue(21), 0.01);
+    EXPECT_LT(spectrum.GetScatValue(43), 1.0);
+    for (int n = 0; n < kBandCount; ++n) {
+        EXPECT_TRUE(StoredAsFloat(spectrum.GetScatValue(n))) << "band " << n;
+        if (n > 0) {
+            EXPECT_GE(spectrum.GetScatValue(n), spectrum.GetScatValue(n - 1)) << "band " << n;
+        }
+    }
+
+    // Rougher classes never scatter less.
+    TAbsoLibSpectrum smoother;
+    suggester->load_Suggested_Scattering_Values(smoother, RoughnessOfClass(3));
+    for (int n = 0; n < kBandCount; ++n)
+        EXPECT_LE(smoother.GetScatValue(n), spectrum.GetScatValue(n)) << "band " << n;
+}
+
+TEST(ErrorFunctionSuggester, StepAroundTheRoughnessFrequency) {
+    TScattering_Value_Suggester_Error_Function suggester;
+    TAbsoLibSpectrum spectrum;
+    // r = 0.75^4 puts the step at 4000 * (1 - 0.75) = 1000 Hz, the exact centre of band 30.
+    suggester.load_Suggested_Scattering_Values(spectrum, 0.31640625);
+    EXPECT_DOUBLE_EQ(spectrum.GetScatValue(30), 0.5);
+    EXPECT_NEAR(spectrum.GetScatValue(0), 0.0, 1e-12);
+    EXPECT_NEAR(spectrum.GetScatValue(43), 1.0, 1e-12);
+
+    // Bands near the step, against an integrated erf.
+    const struct {
+        double r;
+        int band;
+    } cases[] = {{0.0, 36}, {0.0, 35}, {0.8, 23}, {0.8, 24}, {0.31640625, 31}};
+    for (const auto& c : cases) {
+        suggester.load_Suggested_Scattering_Values(spectrum, c.r);
+        const double f0 = 4000.0 * (1.0 - std::pow(c.r, 0.25));
+        const double expected = 0.5 * (1.0 + SimpsonErf((std::pow(10.0, c.band / 10.0) - f0) / 50.0));
+        EXPECT_NEAR(spectrum.GetScatValue(c.band), expected, 1e-6) << "r " << c.r << " band " << c.band;
+        EXPECT_TRUE(StoredAsFloat(spectrum.GetScatValue(c.band)));
+    }
+}
+
+TEST(ScatteringSuggesters, RefuseRoughnessOutsideTheScale) {
+    const double bad[] = {-0.1, 1.5, std::numeric_limits<double>::quiet_NaN()};
+    TScattering_Value_Suggester_Power_Laws powerLaws;
+    TScattering_Value_Suggester_Error_Function errorFunction;
+    for (IScattering_Value_Suggester* suggester :
+         {static_cast<IScattering_Value_Suggester*>(&powerLaws),
+          static_cast<IScattering_Value_Suggester*>(&errorFunction)}) {
+        TAbsoLibSpectrum spectrum;
+        spectrum.SetScatValue(30, 0.25);
+        for (double r : bad)
+            EXPECT_THROW(suggester->load_Suggested_Scattering_Values(spectrum, r), EKorvelError) << r;
+        EXPECT_DOUBLE_EQ(spectrum.GetScatValue(30), 0.25);
+        EXPECT_TRUE(IsEmptyBandLevel(spectrum.GetScatValue(29)));
+    }
+}
+
+} // namespace
+} // namespace korvel::acoustic
