@@ -4,11 +4,17 @@
 #include "cli/ExitCodes.h"
 #include "cli/LibSession.h"
 #include "editor/RecordJson.h"
+#include "platform/acoustic/LibSpectrum.h"
+#include "platform/db/Collation.h"
 #include "platform/dbctrls/FieldText.h"
+#include "sound/ElementFilter.h"
+#include "sound/FormLibX.h"
 
 #include <iomanip>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
+#include <vector>
 
 namespace korvel::cli {
 
@@ -18,6 +24,11 @@ struct TListOptions {
     int Type = 0;
     std::string Folder;
     bool Json = false;
+    std::vector<std::string> FilterGroups;
+    bool FilterAnd = false;
+    std::string FilterText;
+
+    bool Filtered() const { return !FilterGroups.empty() || FilterAnd || !FilterText.empty(); }
 };
 
 struct TShowOptions {
@@ -27,12 +38,61 @@ struct TShowOptions {
     bool Json = false;
 };
 
+// The editor's filter record for the options; checked before any library is opened.
+sound::TFilterRec ListFilter(const TListOptions& o) {
+    if (!acoustic::IsSoundLibType(o.Type))
+        throw ECliError(kExitUsage, "Filters exist for the sound libraries (types 120 to 123) only");
+    if (o.FilterGroups.size() > 2)
+        throw ECliError(kExitUsage, "--filter-group may be given at most twice");
+    if (o.FilterAnd && o.FilterGroups.size() < 2)
+        throw ECliError(kExitUsage, "--filter-and combines two --filter-group options");
+    sound::TFilterRec rec;
+    rec.SetEnabled(true);
+    for (std::size_t i = 0; i < o.FilterGroups.size(); ++i) {
+        const std::string& name = o.FilterGroups[i];
+        if (name.find_first_not_of(' ') == std::string::npos)
+            throw ECliError(kExitUsage, "--filter-group needs a group name");
+        // The record would cut a longer name, which could then match another group.
+        if (db::CodePointCount(name) > sound::kFilterGroupChars)
+            throw ECliError(kExitUsage, "--filter-group \"" + name + "\": a group name has at most " +
+                                            std::to_string(sound::kFilterGroupChars) + " characters");
+        rec.SetGroup(static_cast<int>(i), name);
+    }
+    rec.SetOperator(o.FilterAnd ? sound::TLogOperator::And : sound::TLogOperator::Or);
+    if (db::CodePointCount(o.FilterText) > sound::kFilterTextChars)
+        throw ECliError(kExitUsage, "--filter-text has at most " + std::to_string(sound::kFilterTextChars) +
+                                        " characters");
+    rec.SetTextFilter(o.FilterText);
+    return rec;
+}
+
+// Narrows the tab's element table as the editor's filter panel does.
+void ApplyListFilter(TLibSession& session, int tab, const sound::TFilterRec& rec, std::ostream& err) {
+    auto* editor = dynamic_cast<sound::TFormLibX*>(&session.Editor());
+    if (!editor)
+        throw ECliError(kExitFailure, "The sound library editor is not available");
+    for (int slot = 0; slot < 2; ++slot) {
+        const std::string name = rec.Group(slot);
+        if (!name.empty() && editor->GetGroupNo(tab, name) == 0)
+            err << "korvellib: \"" << editor->GetFileName(tab) << "\" has no group \"" << name
+                << "\"; it matches no element\n";
+    }
+    editor->FilterString(tab, rec);
+}
+
 // Walks the table cursor in number order, one record at a time: a library of any size costs a page of
 // records, never the whole table.
 int RunList(const TListOptions& o, std::ostream& out, std::ostream& err) {
     const std::string folder = FolderArg(o.Folder);
     TLibSession session(o.Type, o.Json ? err : out, err);
+    const std::optional<sound::TFilterRec> filter =
+        o.Filtered() ? std::optional<sound::TFilterRec>(ListFilter(o)) : std::nullopt;
     const int tab = session.Open(folder, false);
+    if (filter)
+        ApplyListFilter(session, tab, *filter, err);
+    else
+        session.Table(tab).SetFiltered(
+            false); // a filter kept from the editor is the editor's view, not the list's
     TCustomLibForm& editor = session.Editor();
     db::TTable& table = session.Table(tab);
     const std::vector<TListColumn> columns = editor.DBList().Columns();
@@ -104,6 +164,17 @@ void AddReadCommands(CLI::App& app, TCommandList& commands) {
     listCmd->add_option("type", list->Type, "Library type number (see \"kinds\")")->required();
     listCmd->add_option("folder", list->Folder, "Folder of the library")->required();
     listCmd->add_flag("--json", list->Json, "Print a JSON array with every column of the element list");
+    listCmd
+        ->add_option("--filter-group", list->FilterGroups,
+                     "Only elements of this group (sound libraries); given twice: of either group")
+        ->allow_extra_args(false)
+        ->type_name("NAME");
+    listCmd->add_flag("--filter-and", list->FilterAnd,
+                      "With two --filter-group: only elements of both groups");
+    listCmd
+        ->add_option("--filter-text", list->FilterText,
+                     "Only elements whose comment followed by the name contains the text, ignoring case")
+        ->type_name("TEXT");
     commands.push_back({listCmd, [list](std::ostream& out, std::ostream& err) {
                             return RunList(*list, out, err);
                         }});

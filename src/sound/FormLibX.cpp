@@ -26,6 +26,8 @@ TFormLibX::TFormLibX(TLibHost& host, int libType)
     if (!spectrum_)
         throw EKorvelError("Not yet implemented for this library type!");
     SetLibType(libType);
+    // Settings, a value grid and a graph need more room than the frame's default.
+    SetBounds(Left(), Top(), 1120, 720);
     DBList().SetColumns({{"Eintrag", "###", 48, true}, {"ElementName", "Element name", 220, false}});
     BuildPages();
     DataSource().AddListener([this](db::TDataEvent event, const db::TField*) {

@@ -37,11 +37,23 @@ std::string ValueText(const TVariable& v, double value) {
     return buf;
 }
 
+// Predefined variables are bold; the type column offers the result types.
+void VarCellStyle(const TVarList* list, int col, int row, int typeCol, TCellStyle& style);
+
 std::vector<std::string> TypeNames() {
     std::vector<std::string> names;
     for (TResType t : formula::OfferedResTypes)
         names.emplace_back(formula::ResTypeStr(t));
     return names;
+}
+
+void VarCellStyle(const TVarList* list, int col, int row, int typeCol, TCellStyle& style) {
+    if (!list || row < 1)
+        return;
+    if (row - 1 < list->Count() && list->Items[static_cast<std::size_t>(row - 1)].Flag != TVarFlag::User)
+        style.Bold = true;
+    if (col == typeCol)
+        style.PickList = TypeNames();
 }
 
 } // namespace
@@ -85,13 +97,7 @@ void TFormLibX::InitVGVariable(TValueGrid& grid, TVarList& list) {
             VarSetText(*l, c, r, t, false);
     };
     grid.OnGetCellStyle = [this, g](int c, int r, TCellStyle& s) {
-        TVarList* l = ListOfGrid(*g);
-        if (!l || r < 1)
-            return;
-        if (r - 1 < l->Count() && l->Items[static_cast<std::size_t>(r - 1)].Flag != TVarFlag::User)
-            s.Bold = true;
-        if (c == kColType)
-            s.PickList = TypeNames();
+        VarCellStyle(ListOfGrid(*g), c, r, kColType, s);
     };
     grid.Invalidate();
 }
@@ -120,13 +126,7 @@ void TFormLibX::InitVGVarLocal() {
     };
     grid.OnGetCellStyle = [this](int c, int r, TCellStyle& s) {
         auto* em = Emission();
-        if (!em || r < 1)
-            return;
-        if (r - 1 < em->VarsLocal.Count() &&
-            em->VarsLocal.Items[static_cast<std::size_t>(r - 1)].Flag != TVarFlag::User)
-            s.Bold = true;
-        if (c == kLocType)
-            s.PickList = TypeNames();
+        VarCellStyle(em ? &em->VarsLocal : nullptr, c, r, kLocType, s);
     };
     grid.Invalidate();
 }

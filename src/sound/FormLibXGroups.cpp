@@ -39,6 +39,14 @@ double ParseFilterNumber(const std::string& text) {
     return t.empty() || end != t.c_str() + t.size() || !std::isfinite(v) ? 0.0 : v;
 }
 
+// The per-record text test on the record's comment and name.
+bool TextAccepts(const std::string& text, db::TTable& table) {
+    db::TField* comment = table.FindField("Kommentar");
+    db::TField* name = table.FindField("ElementName");
+    return TextFilterAccepts(text, comment ? comment->AsString() : std::string(),
+                             name ? name->AsString() : std::string());
+}
+
 } // namespace
 
 // --- groups
@@ -262,7 +270,8 @@ void TFormLibX::FilterString(int tabIndex, const TFilterRec& rec) {
     const std::string groupPart = BuildGroupFilter(g1, g2, rec.Operator());
     const std::string rangePart = table->FindField("SumValue") ? BuildRangeFilter(rec, "SumValue") : "";
     if (!TrimText(rec.GetTextFilter()).empty() && rec.Enabled())
-        table->SetOnFilterRecord([this](db::TTable& t) { return MainTableFilterRecord(t); });
+        table->SetOnFilterRecord(
+            [text = rec.GetTextFilter()](db::TTable& t) { return TextAccepts(text, t); });
     else
         table->SetOnFilterRecord(nullptr);
     table->SetFilterOptions(db::foCaseInsensitive);
@@ -275,10 +284,7 @@ void TFormLibX::FilterString(int tabIndex, const TFilterRec& rec) {
 }
 
 bool TFormLibX::MainTableFilterRecord(db::TTable& table) {
-    db::TField* comment = table.FindField("Kommentar");
-    db::TField* name = table.FindField("ElementName");
-    return TextFilterAccepts(filter_.GetTextFilter(), comment ? comment->AsString() : std::string(),
-                             name ? name->AsString() : std::string());
+    return TextAccepts(filter_.GetTextFilter(), table);
 }
 
 } // namespace korvel::sound

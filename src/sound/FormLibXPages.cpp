@@ -11,7 +11,7 @@ using namespace acoustic;
 
 namespace {
 
-constexpr int kLabelWidth = 130;
+constexpr int kLabelWidth = 160;
 
 template <class T> T& Row(TControl& parent, const std::string& name, const std::string& caption) {
     return AddLabelledRow<T>(parent, name, caption, kLabelWidth);
@@ -78,7 +78,7 @@ void TFormLibX::BuildSettingsPanel(TControl& parent) {
 
     auto& left = panelSettings_->Add<TPanel>("PanelSettingsLeft");
     left.SetAlign(alLeft);
-    left.SetWidth(330);
+    left.SetWidth(380);
     auto& right = panelSettings_->Add<TPanel>("PanelSettingsRight");
     right.SetAlign(alClient);
 
@@ -101,7 +101,7 @@ void TFormLibX::BuildSettingsPanel(TControl& parent) {
     std::vector<std::string> entries(EmisEntryStr.begin(), EmisEntryStr.end());
     cbEntryType_->SetItems(entries);
     cbEntryType_->OnChange = Bind(&TFormLibX::CBEntryTypeChange);
-    cbBAFCompType_ = &ListRow(right, "CBBAFCompType", "BA Outside element type");
+    cbBAFCompType_ = &ListRow(left, "CBBAFCompType", "BA Outside element type");
     std::vector<std::string> outside;
     for (const auto& t : OutsideElementTypes())
         outside.emplace_back(t.Name);

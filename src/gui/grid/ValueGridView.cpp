@@ -295,7 +295,8 @@ void TValueGridView::SyncCurrent() {
     ++syncing_;
     selectionModel()->setCurrentIndex(target, QItemSelectionModel::ClearAndSelect);
     --syncing_;
-    if (target.isValid())
+    // Before the first layout the viewport has no size and any cell counts as out of view.
+    if (target.isValid() && isVisible() && viewport()->width() > 0)
         scrollTo(target);
 }
 

@@ -180,6 +180,19 @@ double TCustomLibSpectrum::EnergeticSum(const TBandValues& values) const {
     return any && energy > 0 ? 10.0 * std::log10(energy) : kEmptyBandLevel;
 }
 
+double TCustomLibSpectrum::ArithmeticMean() const {
+    double total = 0;
+    int n = 0;
+    for (int b : Bands()) {
+        const double v = GetValue(b);
+        if (!IsEmptyBandLevel(v)) {
+            total += v;
+            ++n;
+        }
+    }
+    return n > 0 ? total / n : kEmptyBandLevel;
+}
+
 double TCustomLibSpectrum::GetValueSum() const {
     if (specType_ == TSpecType::SingleValue)
         return single_;
@@ -380,16 +393,7 @@ std::unique_ptr<TCustomLibSpectrum> TAbsoLibSpectrum::Clone() const {
 }
 
 double TAbsoLibSpectrum::GetValueSum() const {
-    double total = 0;
-    int n = 0;
-    for (int b : Bands()) {
-        const double v = GetValue(b);
-        if (!IsEmptyBandLevel(v)) {
-            total += v;
-            ++n;
-        }
-    }
-    return n > 0 ? total / n : kEmptyBandLevel;
+    return ArithmeticMean();
 }
 
 double TAbsoLibSpectrum::GetScatValue(int band) const {
@@ -457,18 +461,7 @@ std::unique_ptr<TCustomLibSpectrum> TAttenLibSpectrum::Clone() const {
 }
 
 double TAttenLibSpectrum::GetValueSum() const {
-    if (specType_ == TSpecType::SingleValue)
-        return single_;
-    double total = 0;
-    int n = 0;
-    for (int b : Bands()) {
-        const double v = GetValue(b);
-        if (!IsEmptyBandLevel(v)) {
-            total += v;
-            ++n;
-        }
-    }
-    return n > 0 ? total / n : kEmptyBandLevel;
+    return specType_ == TSpecType::SingleValue ? single_ : ArithmeticMean();
 }
 
 void TAttenLibSpectrum::SetValueSum(double sum) {

@@ -97,6 +97,8 @@ protected:
     // Takes over everything of another spectrum of the same kind.
     virtual void AssignFrom(const TCustomLibSpectrum& other) = 0;
     double EnergeticSum(const TBandValues& values) const;
+    // Mean of the non-empty bands in range; kEmptyBandLevel when there are none.
+    double ArithmeticMean() const;
 
     TSpecType specType_ = TSpecType::ThirdOctave;
     int bmin_ = 15; // 31.5 Hz

@@ -1,16 +1,19 @@
 #include "tools/mksystem/SystemLibSource.h"
 
 #include "platform/Errors.h"
+#include "platform/acoustic/LibSpectrum.h"
 #include "platform/base/LibKinds.h"
 #include "platform/base/LibSchema.h"
 #include "platform/base/MyTable.h"
 #include "platform/db/Collation.h"
 #include "platform/db/DbErrors.h"
 #include "platform/db/Table.h"
+#include "tools/mksystem/SoundElementSource.h"
 
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <memory>
 #include <set>
 #include <sstream>
 #include <unistd.h>
@@ -31,11 +34,16 @@ std::string Quoted(const std::string& text) {
     return "\"" + text + "\"";
 }
 
+// Sound elements are the sound editor's element objects, named by a member; the other kinds give fields.
+std::string NameMember(int type) {
+    return acoustic::IsSoundLibType(type) ? std::string(kSoundNameMember) : NameFieldName(type);
+}
+
 // "element 3 (\"PM10\")", or without the name when the element has none to show.
-std::string ElementLabel(size_t index, const json& element, const std::string& nameField) {
+std::string ElementLabel(size_t index, const json& element, const std::string& nameMember) {
     std::string label = "element " + std::to_string(index + 1);
     if (element.is_object()) {
-        auto it = element.find(nameField);
+        auto it = element.find(nameMember);
         if (it != element.end() && it->is_string()) {
             label += " (" + Quoted(it->get<std::string>()) + ")";
         }
@@ -220,19 +228,25 @@ TSystemLibSource ReadSystemLibSource(const std::string& path) {
 
 void BuildSystemLib(const TSystemLibSource& source, const std::string& outFolder) {
     const int type = source.Type;
+    const bool sound = acoustic::IsSoundLibType(type);
     const std::string nameField = NameFieldName(type);
+    const std::string nameMember = NameMember(type);
 
     // Every element needs a name of its own before anything is written.
     std::set<std::vector<std::uint8_t>> names;
     for (size_t i = 0; i < source.Elements.size(); ++i) {
         const json& element = source.Elements[i];
-        std::string label = ElementLabel(i, element, nameField);
+        std::string label = ElementLabel(i, element, nameMember);
         if (!element.is_object()) {
             Fail(source.Path, label + " must be a JSON object");
         }
-        auto name = element.find(nameField);
+        auto name = element.find(nameMember);
         if (name == element.end()) {
-            Fail(source.Path, label + " has no name: field " + Quoted(nameField) + " is missing");
+            Fail(source.Path, label + " has no name: " + (sound ? "member " : "field ") + Quoted(nameMember) +
+                                  " is missing");
+        }
+        if (sound && (!name->is_string() || name->get_ref<const std::string&>().empty())) {
+            Fail(source.Path, label + ": member " + Quoted(nameMember) + " must be a text that is not empty");
         }
         // The name index ignores letter case, so "no2" would be a second "NO2".
         if (name->is_string() && !names.insert(db::CollationKey(name->get<std::string>())).second) {
@@ -261,8 +275,16 @@ void BuildSystemLib(const TSystemLibSource& source, const std::string& outFolder
         lib.Open();
         db::TTable& table = *lib.GetTable();
         lib.Database().StartTransaction();
+        std::unique_ptr<TSoundElementWriter> soundWriter;
+        if (sound) {
+            soundWriter = std::make_unique<TSoundElementWriter>(lib, type);
+        }
         for (current = 0; current < source.Elements.size(); ++current) {
-            FillElement(table, type, nameField, source.Elements[current]);
+            if (soundWriter) {
+                soundWriter->Append(source.Elements[current]);
+            } else {
+                FillElement(table, type, nameField, source.Elements[current]);
+            }
         }
         current = kNone;
         lib.Database().Commit();
@@ -281,7 +303,7 @@ void BuildSystemLib(const TSystemLibSource& source, const std::string& outFolder
         }
         RemoveLibraryFile(tempFile);
         std::string where = current != kNone
-                                ? ElementLabel(current, source.Elements[current], nameField) + ": "
+                                ? ElementLabel(current, source.Elements[current], nameMember) + ": "
                                 : std::string();
         Fail(source.Path, where + e.what());
     }

@@ -9,7 +9,9 @@ namespace korvel::tools {
 //
 //   {"type": 9, "file": "Stoffe.abs", "source": "citation", "elements": [{"Short": "NO2", ...}, ...]}
 //
-// "file" repeats the kind's file name so the build knows its outputs before the tool has run.
+// "file" repeats the kind's file name so the build knows its outputs before the tool has run. Elements of the
+// sound kinds (120..123) are the sound editor's element objects ({"name": ..., "bandType": ..., "values":
+// ...}); those of the other kinds give fields of the main table by name.
 struct TSystemLibSource {
     std::string Path; // as given, for messages
     int Type = 0;
