@@ -36,7 +36,11 @@ TFormLibX::TFormLibX(TLibHost& host, int libType)
     });
 }
 
-TFormLibX::~TFormLibX() = default;
+TFormLibX::~TFormLibX() {
+    navGroups_->SetTarget(nullptr);
+    groupLink_.reset();
+    groupSource_.SetDataSet(nullptr);
+}
 
 void TFormLibX::OpenLibType(const std::vector<std::string>& folders, int high, int libType,
                             bool createMissing) {
@@ -88,10 +92,11 @@ void TFormLibX::OpenLibrary(int tabIndex, const std::string& fileName) {
             if (Ui().MessageDlg(text, mtConfirmation, {mbYes, mbNo}) != mrYes)
                 Abort();
         };
-        groups->AfterDelete = [this](db::TTable&) {
-            if (GetCurIndex() >= 0)
+        groups->AfterDelete = [this](db::TTable& t) {
+            if (GetCurIndex() >= 0 && t.Tag != kTagBulkWork)
                 AddFilterGroupItems(GetCurIndex());
         };
+        groups->AfterPost = groups->AfterDelete;
     }
     (void)fileName;
     if (GetPathType(tabIndex) == TLibPathType::Project)
@@ -118,6 +123,7 @@ void TFormLibX::SetCurIndex(int tabIndex) {
             links_.push_back(BindField(dynamic_cast<TMemo&>(*memo), DataSource(), "Kommentar"));
     }
     FillDirectivityBox();
+    BindGroupTable();
     AddFilterGroupItems(tabIndex);
     UpdateOptionalControls();
     SetFilterSettings(tabIndex, filter_);
@@ -171,6 +177,8 @@ void TFormLibX::SetReadOnly(int tabIndex, bool readOnly) {
     for (TEdit* e : {editFilterMin_, editFilterMax_, editFilterText_})
         e->SetReadOnly(false);
     vg_->SetEditing(!ro);
+    navGroups_->SetEnabled(!ro);
+    editGroupName_->SetReadOnly(ro);
     btnAddGroup_->SetEnabled(!ro);
     btnRemoveGroup_->SetEnabled(!ro);
 }
@@ -408,6 +416,8 @@ void TFormLibX::MainTableBeforePost(db::TTable& table) {
 }
 
 void TFormLibX::LibrariesClosing() {
+    groupLink_.reset();
+    groupSource_.SetDataSet(nullptr);
     for (int tab = 0; tab < TabCount(); ++tab) {
         if (GetPathType(tab) == TLibPathType::System)
             continue;

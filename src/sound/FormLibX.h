@@ -131,6 +131,8 @@ public:
     TListBox& LBAvailableGroups() const { return *lbAvailable_; }
     TListBox& LBSelectedGroups() const { return *lbSelected_; }
     TButton& BtnAddGroup() const { return *btnAddGroup_; }
+    TNavigator& NavGroups() const { return *navGroups_; }
+    TEdit& EditGroupName() const { return *editGroupName_; }
     TButton& BtnRemoveGroup() const { return *btnRemoveGroup_; }
     TValueGrid& VGProps() const { return *vgProps_; }
     TValueGrid& VGVariableIn() const { return *vgVarIn_; }
@@ -173,6 +175,9 @@ private:
     void FillDirectivityBox();
     void UpdateOptionalControls();
     void ShowGroups();
+    // Binds the group navigator and name to the current tab's group table.
+    void BindGroupTable();
+    void AvailableGroupClick(TComponent& sender);
     void ShowLinks();
     std::string ListTitle() const;
     // Puts the current record in edit state; false when the tab is read-only or has no element.
@@ -249,6 +254,10 @@ private:
     TListBox* lbSelected_ = nullptr;
     std::vector<int> selectedGroupNos_;
     std::vector<int> availableGroupNos_;
+    TDataSource groupSource_;
+    TNavigator* navGroups_ = nullptr;
+    TEdit* editGroupName_ = nullptr;
+    std::unique_ptr<TFieldLink> groupLink_;
     TButton* btnAddGroup_ = nullptr;
     TButton* btnRemoveGroup_ = nullptr;
     TValueGrid* vgProps_ = nullptr;

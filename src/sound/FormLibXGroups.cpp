@@ -97,14 +97,36 @@ std::vector<std::string> TFormLibX::ReadGrTableToStringList(int tabIndex) {
     std::vector<std::string> names;
     availableGroupNos_.clear();
     db::TTable* groups = GroupTable(GetMyTable(tabIndex));
-    if (!groups)
+    // A group being typed keeps its place; the lists follow once it is stored.
+    if (!groups || groups->Editing())
         return names;
+    const db::TBookmark mark = groups->GetBookmark();
     groups->SetIndexName("EN");
     for (groups->First(); !groups->Eof(); groups->Next()) {
         names.push_back(groups->FieldByName("GruppenName").AsString());
         availableGroupNos_.push_back(groups->FieldByName("Eintrag").AsInteger());
     }
+    if (groups->BookmarkValid(mark))
+        groups->GotoBookmark(mark);
     return names;
+}
+
+void TFormLibX::BindGroupTable() {
+    groupLink_.reset();
+    const int tab = GetCurIndex();
+    groupSource_.SetDataSet(tab >= 0 ? GroupTable(GetMyTable(tab)) : nullptr);
+    if (groupSource_.DataSet())
+        groupLink_ = BindField(*editGroupName_, groupSource_, "GruppenName");
+    navGroups_->UpdateButtons();
+}
+
+void TFormLibX::AvailableGroupClick(TComponent& /*sender*/) {
+    db::TTable* groups = groupSource_.DataSet();
+    const int index = lbAvailable_->ItemIndex();
+    if (!groups || groups->Editing() || index < 0 || index >= static_cast<int>(availableGroupNos_.size()))
+        return;
+    groups->Locate("Eintrag",
+                   {db::TValue(std::int64_t{availableGroupNos_[static_cast<std::size_t>(index)]})});
 }
 
 void TFormLibX::ShowGroups() {
@@ -166,6 +188,9 @@ void TFormLibX::RemoveGroupClick(TComponent& /*sender*/) {
 // --- filter
 
 void TFormLibX::AddFilterGroupItems(int tabIndex) {
+    db::TTable* groups = GroupTable(GetMyTable(tabIndex));
+    if (groups && groups->Editing())
+        return;
     std::vector<std::string> names = ReadGrTableToStringList(tabIndex);
     lbAvailable_->SetItems(names);
     // The first entry of the filter boxes stands for "no group".

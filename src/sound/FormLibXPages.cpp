@@ -158,8 +158,18 @@ void TFormLibX::BuildGroupsPage(TTabSheet& page) {
     available.SetCaption("Available groups");
     available.SetAlign(alLeft);
     available.SetWidth(260);
+    // Groups are made, renamed and deleted with their own navigator.
+    navGroups_ = &available.Add<TNavigator>("NavGroups");
+    navGroups_->SetAlign(alBottom);
+    navGroups_->SetVisibleButtons({nbInsert, nbDelete, nbEdit, nbPost, nbCancel});
+    navGroups_->SetConfirmDelete(false);
+    navGroups_->SetTarget(&groupSource_);
+    editGroupName_ = &AddLabelledRow<TEdit>(available, "EditGroupName", "Group name", 90);
+    editGroupName_->Parent()->SetAlign(alBottom);
+    editGroupName_->SetMaxLength(40);
     lbAvailable_ = &available.Add<TListBox>("LBAvailableGroups");
     lbAvailable_->SetAlign(alClient);
+    lbAvailable_->OnClick = Bind(&TFormLibX::AvailableGroupClick);
 
     auto& buttons = page.Add<TPanel>("PanelGroupButtons");
     buttons.SetAlign(alLeft);

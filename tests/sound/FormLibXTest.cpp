@@ -396,3 +396,39 @@ TEST_F(FormLibXTest, DirectivityIsPickedFromTheFolderLibrary) {
 
 } // namespace
 } // namespace korvel::sound
+
+namespace korvel::sound {
+namespace {
+
+TEST_F(FormLibXTest, GroupsAreMadeAndDeletedWithTheirNavigatorAfterAQuestion) {
+    TFormLibX& editor = Open(kAttenuationLibType, {f.Project()});
+    // A No refuses the action silently, as the program's event loop does.
+    auto click = [&](TNavigateBtn button) {
+        try {
+            editor.NavGroups().BtnClick(button);
+        } catch (const EAbort&) {
+        }
+    };
+    f.Ui().ExpectMessage("Insert new group?", mrNo);
+    click(nbInsert);
+    EXPECT_TRUE(editor.LBAvailableGroups().Items().empty());
+
+    f.Ui().ExpectMessage("Insert new group?", mrYes);
+    click(nbInsert);
+    editor.EditGroupName().SetText("Silencers");
+    click(nbPost);
+    EXPECT_EQ(editor.LBAvailableGroups().Items(), (std::vector<std::string>{"Silencers"}));
+    EXPECT_EQ(editor.CBFilterGroup1().Items(), (std::vector<std::string>{"", "Silencers"}));
+
+    editor.LBAvailableGroups().SetItemIndex(0);
+    f.Ui().ExpectMessage("Delete group \"Silencers\"?", mrNo);
+    click(nbDelete);
+    EXPECT_EQ(editor.LBAvailableGroups().Items().size(), 1u);
+    f.Ui().ExpectMessage("Delete group \"Silencers\"?", mrYes);
+    click(nbDelete);
+    EXPECT_TRUE(editor.LBAvailableGroups().Items().empty());
+    EXPECT_TRUE(f.Ui().VerifyAllAnswered());
+}
+
+} // namespace
+} // namespace korvel::sound
