@@ -38,10 +38,9 @@ void TFormRiwiX::SetCurIndex(int tabIndex) {
 void TFormRiwiX::MainTableBeforePost(db::TTable& table) {
     TCustomLibForm::MainTableBeforePost(table);
     db::TField* name = table.FindField("ElementName");
-    if (table.Tag != kTagBulkWork && (!name || TrimText(name->AsString()).empty())) {
-        Ui().MessageDlg("Please enter an element name!", mtError, {mbOK});
+    // A directivity without a name is not stored; the name field shows why.
+    if (table.Tag != kTagBulkWork && (!name || TrimText(name->AsString()).empty()))
         Abort();
-    }
 }
 
 void TFormRiwiX::CopySingleElement(int srcTab, int dstTab, TCustomLibForm& target, bool /*keepNumbers*/,

@@ -122,15 +122,6 @@ TLibSchema SoundSchema(int libType) {
     return schema;
 }
 
-// The directivity library's element fields; its data fields come with its editor.
-TLibSchema DirectivitySchema() {
-    TLibSchema schema;
-    schema.FieldIndexDefs = [](TMyTable& myTable) {
-        AddElementFields(myTable.GetItem(0)->Defs(), "ElementName");
-    };
-    return schema;
-}
-
 } // namespace
 
 std::uint32_t RandomElementColor() {
@@ -140,7 +131,6 @@ std::uint32_t RandomElementColor() {
     return (r << 16) | (g << 8) | b;
 }
 
-KORVEL_REGISTER_LIB_SCHEMA(kDirectivityLibType, DirectivitySchema());
 KORVEL_REGISTER_LIB_SCHEMA(kEmissionLibType, SoundSchema(kEmissionLibType));
 KORVEL_REGISTER_LIB_SCHEMA(kAbsorptionLibType, SoundSchema(kAbsorptionLibType));
 KORVEL_REGISTER_LIB_SCHEMA(kTransmissionLibType, SoundSchema(kTransmissionLibType));
