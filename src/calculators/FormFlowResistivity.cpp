@@ -2,6 +2,7 @@
 
 #include "calculators/FlowResistivity.h"
 #include "platform/Errors.h"
+#include "platform/ui/DialogButtons.h"
 #include "platform/ui/Ui.h"
 
 namespace korvel::calculators {
@@ -18,16 +19,9 @@ TFormCalculatealphavaluesfromflowresistivity::TFormCalculatealphavaluesfromflowr
     EditSigma->SetBounds(144, 20, 120, 23);
     EditSigma->SetValue(250);
 
-    ButtonOK = &Add<TButton>("ButtonOK");
-    ButtonOK->SetCaption("OK");
-    ButtonOK->SetBounds(78, 72, 90, 27);
-    ButtonOK->SetModalResult(mrOk);
-    ButtonOK->SetDefault(true);
-    ButtonCancel = &Add<TButton>("ButtonCancel");
-    ButtonCancel->SetCaption("Cancel");
-    ButtonCancel->SetBounds(176, 72, 90, 27);
-    ButtonCancel->SetModalResult(mrCancel);
-    ButtonCancel->SetCancel(true);
+    const TDialogButtons dialogButtons = AddOkCancelButtons(*this, 78, 176, 72, 90, 27);
+    ButtonOK = dialogButtons.Ok;
+    ButtonCancel = dialogButtons.Cancel;
     SetActiveControl(EditSigma);
 }
 

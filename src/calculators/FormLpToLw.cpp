@@ -2,6 +2,7 @@
 
 #include "platform/acoustic/LibSpectrum.h"
 #include "platform/settings/IniStore.h"
+#include "platform/ui/DialogButtons.h"
 #include "platform/ui/Ui.h"
 
 #include <charconv>
@@ -103,16 +104,9 @@ TFormLpToLw::TFormLpToLw(IUi& ui) : TForm(ui, "FormLpToLw") {
     auto& buttons = Add<TPanel>("PanelButtons");
     buttons.SetAlign(alBottom);
     buttons.SetHeight(44);
-    ButtonOK = &buttons.Add<TButton>("ButtonOK");
-    ButtonOK->SetCaption("OK");
-    ButtonOK->SetBounds(266, 8, 90, 27);
-    ButtonOK->SetModalResult(mrOk);
-    ButtonOK->SetDefault(true);
-    ButtonCancel = &buttons.Add<TButton>("ButtonCancel");
-    ButtonCancel->SetCaption("Cancel");
-    ButtonCancel->SetBounds(364, 8, 90, 27);
-    ButtonCancel->SetModalResult(mrCancel);
-    ButtonCancel->SetCancel(true);
+    const TDialogButtons dialogButtons = AddOkCancelButtons(buttons, 266, 364, 8, 90, 27);
+    ButtonOK = dialogButtons.Ok;
+    ButtonCancel = dialogButtons.Cancel;
 
     RGSurfType->OnClick = Bind(&TFormLpToLw::RGSurfTypeClick);
     for (TEdit* edit : {EditD, EditW, EditL, EditH})

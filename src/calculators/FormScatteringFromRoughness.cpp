@@ -1,6 +1,7 @@
 #include "calculators/FormScatteringFromRoughness.h"
 
 #include "platform/acoustic/ScatteringSuggester.h"
+#include "platform/ui/DialogButtons.h"
 #include "platform/ui/Ui.h"
 
 #include <string>
@@ -24,16 +25,9 @@ TFormScatteringFromRoughnessDlg::TFormScatteringFromRoughnessDlg(IUi& ui)
     LBRoughness->SetItems(std::move(items));
     LBRoughness->SetItemIndex(0);
 
-    ButtonOK = &Add<TButton>("ButtonOK");
-    ButtonOK->SetCaption("OK");
-    ButtonOK->SetBounds(68, 190, 90, 27);
-    ButtonOK->SetModalResult(mrOk);
-    ButtonOK->SetDefault(true);
-    ButtonCancel = &Add<TButton>("ButtonCancel");
-    ButtonCancel->SetCaption("Cancel");
-    ButtonCancel->SetBounds(166, 190, 90, 27);
-    ButtonCancel->SetModalResult(mrCancel);
-    ButtonCancel->SetCancel(true);
+    const TDialogButtons dialogButtons = AddOkCancelButtons(*this, 68, 166, 190, 90, 27);
+    ButtonOK = dialogButtons.Ok;
+    ButtonCancel = dialogButtons.Cancel;
     SetActiveControl(LBRoughness);
 }
 

@@ -2,6 +2,7 @@
 
 #include "platform/settings/PathText.h"
 #include "platform/settings/ProgramSettings.h"
+#include "platform/ui/DialogButtons.h"
 #include "platform/ui/Ui.h"
 
 #include <filesystem>
@@ -34,17 +35,10 @@ TFormProgramSettings::TFormProgramSettings(IUi& ui) : TForm(ui, "FormProgramSett
     RGWindowStyle->SetColumns(2);
     RGWindowStyle->SetBounds(16, 124, 588, 56);
 
-    ButtonOK = &Add<TButton>("ButtonOK");
-    ButtonOK->SetCaption("OK");
-    ButtonOK->SetBounds(418, 208, 90, 28);
-    ButtonOK->SetModalResult(mrOk);
-    ButtonOK->SetDefault(true);
+    const TDialogButtons dialogButtons = AddOkCancelButtons(*this, 418, 514, 208, 90, 28);
+    ButtonOK = dialogButtons.Ok;
+    ButtonCancel = dialogButtons.Cancel;
     ButtonOK->OnClick = Bind(&TFormProgramSettings::ButtonOKClick);
-    ButtonCancel = &Add<TButton>("ButtonCancel");
-    ButtonCancel->SetCaption("Cancel");
-    ButtonCancel->SetBounds(514, 208, 90, 28);
-    ButtonCancel->SetModalResult(mrCancel);
-    ButtonCancel->SetCancel(true);
 }
 
 TEdit& TFormProgramSettings::AddFolderRow(const std::string& name, const std::string& caption, int top) {

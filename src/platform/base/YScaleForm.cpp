@@ -1,6 +1,7 @@
 #include "platform/base/YScaleForm.h"
 
 #include "platform/settings/IniStore.h"
+#include "platform/ui/DialogButtons.h"
 #include "platform/ui/Ui.h"
 
 #include <charconv>
@@ -39,16 +40,9 @@ TFormYScale::TFormYScale(IUi& ui) : TForm(ui, "FormYScale") {
     EditMax = &Add<TEdit>("EditMax");
     EditMax->SetBounds(106, 74, 120, 23);
 
-    ButtonOK = &Add<TButton>("ButtonOK");
-    ButtonOK->SetCaption("OK");
-    ButtonOK->SetBounds(40, 114, 86, 27);
-    ButtonOK->SetModalResult(mrOk);
-    ButtonOK->SetDefault(true);
-    ButtonCancel = &Add<TButton>("ButtonCancel");
-    ButtonCancel->SetCaption("Cancel");
-    ButtonCancel->SetBounds(140, 114, 86, 27);
-    ButtonCancel->SetModalResult(mrCancel);
-    ButtonCancel->SetCancel(true);
+    const TDialogButtons dialogButtons = AddOkCancelButtons(*this, 40, 140, 114, 86, 27);
+    ButtonOK = dialogButtons.Ok;
+    ButtonCancel = dialogButtons.Cancel;
 
     CBAuto->OnClick = Bind(&TFormYScale::CBAutoClick);
     ButtonOK->OnClick = Bind(&TFormYScale::ButtonOKClick);
