@@ -3,7 +3,6 @@
 #include "platform/base/LibKinds.h"
 #include "platform/base/MyTable.h"
 #include "platform/db/Table.h"
-#include "platform/text/CaseFold.h"
 #include "sound/SoundSchema.h"
 
 namespace korvel::sound {
@@ -31,19 +30,6 @@ int TDirectivityList::IndexOfNumber(int number) const {
         if (entries_[i].Number == number)
             return static_cast<int>(i);
     return -1;
-}
-
-int TDirectivityList::NumberOfName(const std::string& name) const {
-    const std::string key = FoldCase(name);
-    for (const auto& e : entries_)
-        if (e.Number != 0 && FoldCase(e.Name) == key)
-            return e.Number;
-    return 0;
-}
-
-std::string TDirectivityList::NameOfNumber(int number) const {
-    const int i = IndexOfNumber(number);
-    return i < 0 ? std::string() : entries_[static_cast<std::size_t>(i)].Name;
 }
 
 } // namespace korvel::sound

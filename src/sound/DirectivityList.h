@@ -22,9 +22,6 @@ public:
     const std::vector<TDirectivityEntry>& Entries() const { return entries_; }
     // Index of the entry with that number, or -1.
     int IndexOfNumber(int number) const;
-    // Number of the directivity of that name (ignoring case), or 0.
-    int NumberOfName(const std::string& name) const;
-    std::string NameOfNumber(int number) const;
 
 private:
     std::string folder_;

@@ -20,6 +20,10 @@
 
 namespace korvel::sound {
 
+// A number typed into the editor, with '.' or ',' as decimal separator; empty text is "no value"
+// (kEmptyBandLevel). Anything else throws EKorvelError naming the text.
+double ParseGridNumber(const std::string& text);
+
 class TFormLibX : public TCustomLibForm {
 public:
     TFormLibX(TLibHost& host, int libType);
@@ -82,7 +86,8 @@ public:
     void FilterChange(TComponent& sender);
     void SetFilterSettings(int tabIndex, const TFilterRec& rec);
     void FilterString(int tabIndex, const TFilterRec& rec);
-    bool MainTableFilterRecord(db::TTable& table);
+    // The per-record text test of a filter text on the record's comment and name.
+    static bool MainTableFilterRecord(db::TTable& table, const std::string& text);
     void AddFilterGroupItems(int tabIndex);
 
     // --- commands
@@ -204,6 +209,8 @@ private:
     void InitVGVariable(TValueGrid& grid, formula::TVarList& list);
     void InitVGVarLocal();
     void DefineFormulaGrids();
+    // The variable grid a button serves, by the button's tag: 0 input, 1 output, 2 local.
+    TValueGrid* GridOfTag(int tag) const;
     formula::TVarList* ListOfGrid(const TValueGrid& grid);
     std::string VarGetText(formula::TVarList& list, int col, int row, bool local);
     void VarSetText(formula::TVarList& list, int col, int row, const std::string& text, bool local);

@@ -22,8 +22,6 @@ namespace korvel::sound {
 using namespace acoustic;
 namespace fs = std::filesystem;
 
-double ParseGridNumber(const std::string& text);
-
 namespace {
 
 // The answer of the sum dialog: "+3", "-2", "=85" or a plain number. nullopt for anything else.

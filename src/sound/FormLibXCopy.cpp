@@ -146,7 +146,7 @@ nlohmann::json TFormLibX::ElementView() {
     };
     const nlohmann::ordered_json view =
         SpectrumToJson(*element, FieldText(*table, "ElementName"), FieldText(*table, "Kommentar"), groups);
-    return nlohmann::json::parse(view.dump());
+    return nlohmann::json(view);
 }
 
 void TFormLibX::ApplyElementView(const nlohmann::json& view) {

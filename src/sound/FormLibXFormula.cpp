@@ -20,8 +20,6 @@ using formula::TVarFlag;
 using formula::TVariable;
 using formula::TVarList;
 
-double ParseGridNumber(const std::string& text);
-
 namespace {
 
 // Columns of the input and output grids; the local grid has no unit or description but the bands.
@@ -60,6 +58,10 @@ void VarCellStyle(const TVarList* list, int col, int row, int typeCol, TCellStyl
 
 std::string TFormLibX::OutputContext() const {
     return cbdBX_->Text() + "/" + cbEmisRef_->Text();
+}
+
+TValueGrid* TFormLibX::GridOfTag(int tag) const {
+    return tag == 0 ? vgVarIn_ : tag == 1 ? vgVarOut_ : vgVarLocal_;
 }
 
 TVarList* TFormLibX::ListOfGrid(const TValueGrid& grid) {
@@ -248,7 +250,7 @@ void TFormLibX::AddUserVariableClick(TComponent& sender) {
     if (!e || CurrentReadOnly())
         return;
     const int tag = dynamic_cast<TControl&>(sender).Tag();
-    TValueGrid* grid = tag == 0 ? vgVarIn_ : tag == 1 ? vgVarOut_ : vgVarLocal_;
+    TValueGrid* grid = GridOfTag(tag);
     TVarList& list = *ListOfGrid(*grid);
     TVariable v;
     if (tag == 2)
@@ -265,7 +267,7 @@ void TFormLibX::DeleteVariableClick(TComponent& sender) {
     if (!e || CurrentReadOnly())
         return;
     const int tag = dynamic_cast<TControl&>(sender).Tag();
-    TValueGrid* grid = tag == 0 ? vgVarIn_ : tag == 1 ? vgVarOut_ : vgVarLocal_;
+    TValueGrid* grid = GridOfTag(tag);
     TVarList& list = *ListOfGrid(*grid);
     const int index = grid->Row() - 1;
     if (index < 0 || index >= list.Count())
@@ -297,8 +299,7 @@ void TFormLibX::AddPredefinedVariableClick(TComponent& sender) {
             auto* em = Emission();
             if (!em || CurrentReadOnly())
                 return;
-            TVarList& list = tag == 0 ? em->VarsIn : tag == 1 ? em->VarsOut : em->VarsLocal;
-            list.Add(v);
+            ListOfGrid(*GridOfTag(tag))->Add(v);
             DefineFormulaGrids();
             SetChanged();
         };

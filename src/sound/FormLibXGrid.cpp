@@ -30,7 +30,6 @@ std::string Format(const char* fmt, double v) {
 
 } // namespace
 
-// Accepts '.' or ',' as the decimal separator; empty text is "no value".
 double ParseGridNumber(const std::string& text) {
     std::string t = TrimText(text);
     if (t.empty())

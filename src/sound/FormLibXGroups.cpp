@@ -29,22 +29,15 @@ std::string FilterNumber(double v, int decimals) {
     return buf;
 }
 
+// A bound that is empty or no number counts as 0, which switches it off.
 double ParseFilterNumber(const std::string& text) {
-    std::string t = TrimText(text);
-    for (char& c : t)
-        if (c == ',')
-            c = '.';
-    char* end = nullptr;
-    const double v = std::strtod(t.c_str(), &end);
-    return t.empty() || end != t.c_str() + t.size() || !std::isfinite(v) ? 0.0 : v;
-}
-
-// The per-record text test on the record's comment and name.
-bool TextAccepts(const std::string& text, db::TTable& table) {
-    db::TField* comment = table.FindField("Kommentar");
-    db::TField* name = table.FindField("ElementName");
-    return TextFilterAccepts(text, comment ? comment->AsString() : std::string(),
-                             name ? name->AsString() : std::string());
+    if (TrimText(text).empty())
+        return 0.0;
+    try {
+        return ParseGridNumber(text);
+    } catch (const EKorvelError&) {
+        return 0.0;
+    }
 }
 
 } // namespace
@@ -296,7 +289,7 @@ void TFormLibX::FilterString(int tabIndex, const TFilterRec& rec) {
     const std::string rangePart = table->FindField("SumValue") ? BuildRangeFilter(rec, "SumValue") : "";
     if (!TrimText(rec.GetTextFilter()).empty() && rec.Enabled())
         table->SetOnFilterRecord(
-            [text = rec.GetTextFilter()](db::TTable& t) { return TextAccepts(text, t); });
+            [text = rec.GetTextFilter()](db::TTable& t) { return MainTableFilterRecord(t, text); });
     else
         table->SetOnFilterRecord(nullptr);
     table->SetFilterOptions(db::foCaseInsensitive);
@@ -308,8 +301,11 @@ void TFormLibX::FilterString(int tabIndex, const TFilterRec& rec) {
         table->First();
 }
 
-bool TFormLibX::MainTableFilterRecord(db::TTable& table) {
-    return TextAccepts(filter_.GetTextFilter(), table);
+bool TFormLibX::MainTableFilterRecord(db::TTable& table, const std::string& text) {
+    db::TField* comment = table.FindField("Kommentar");
+    db::TField* name = table.FindField("ElementName");
+    return TextFilterAccepts(text, comment ? comment->AsString() : std::string(),
+                             name ? name->AsString() : std::string());
 }
 
 } // namespace korvel::sound

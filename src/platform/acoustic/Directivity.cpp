@@ -90,15 +90,10 @@ void TDirectivity::Init() {
 }
 
 std::vector<int> TDirectivity::BandList() const {
-    std::vector<int> bands;
-    if (specType_ == TSpecType::SingleValue) {
-        bands.push_back(bmin_);
-        return bands;
-    }
-    for (int b = bmin_; b <= bmax_; ++b)
-        if (specType_ != TSpecType::Octave || IsOctaveBand(b))
-            bands.push_back(b);
-    return bands;
+    // A frequency-independent directivity has one band item, at its first band.
+    if (specType_ == TSpecType::SingleValue)
+        return {bmin_};
+    return BandsInRange(specType_, bmin_, bmax_);
 }
 
 int TDirectivity::ThetaCount() const {
@@ -167,16 +162,7 @@ void TDirectivity::SetSpecType(TSpecType type) {
 }
 
 void TDirectivity::SetBMinBMax(int bmin, int bmax) {
-    bmin = std::clamp(bmin, 0, kBandCount - 1);
-    bmax = std::clamp(bmax, 0, kBandCount - 1);
-    if (bmin > bmax)
-        std::swap(bmin, bmax);
-    if (specType_ == TSpecType::Octave) {
-        bmin -= bmin % 3;
-        bmax = std::min(bmax + (3 - bmax % 3) % 3, kBandCount - 2);
-        bmax -= bmax % 3;
-        bmin = std::min(bmin, bmax);
-    }
+    NormalizeBandRange(specType_, bmin, bmax);
     bmin_ = bmin;
     bmax_ = bmax;
     Reshape(stepH_, stepV_, dirType_ == TDirType::Horizontal);
@@ -305,14 +291,14 @@ void TDirectivity::ReadFromLibrary(db::TTable& table, int number) {
         throw EKorvelError("Directivity " + std::to_string(number) + " does not exist.");
     TDirectivity d;
     const int type = IntField(table, "DirType", 1);
-    const int spec = IntField(table, "SpecType", 2);
-    if (type < 0 || type > 2 || spec < 0 || spec > 2)
+    const int bandType = IntField(table, "SpecType", 2);
+    if (type < 0 || type > 2 || bandType < 0 || bandType > 2)
         throw EKorvelError("The directivity type or band type of this directivity is unknown.");
     const int stepH = IntField(table, "StepH", 5), stepV = IntField(table, "StepV", 5);
     if (!ValidStep(stepH, 360) || !ValidStep(stepV, 180))
         throw EKorvelError("The angle steps of this directivity are damaged.");
     d.dirType_ = static_cast<TDirType>(type);
-    d.specType_ = static_cast<TSpecType>(spec);
+    d.specType_ = static_cast<TSpecType>(bandType);
     d.stepH_ = stepH;
     d.stepV_ = stepV;
     d.items_.clear();

@@ -120,28 +120,15 @@ void TCustomLibSpectrum::SetSpecType(TSpecType type) {
 }
 
 void TCustomLibSpectrum::SetBMinBMax(int bmin, int bmax) {
-    bmin = std::clamp(bmin, 0, kBandCount - 1);
-    bmax = std::clamp(bmax, 0, kBandCount - 1);
-    if (bmin > bmax)
-        std::swap(bmin, bmax);
-    if (specType_ == TSpecType::Octave) {
-        bmin -= bmin % 3;
-        bmax = std::min(bmax + (3 - bmax % 3) % 3, kBandCount - 2);
-        bmax -= bmax % 3;
-        bmin = std::min(bmin, bmax);
-    }
+    NormalizeBandRange(specType_, bmin, bmax);
     bmin_ = bmin;
     bmax_ = bmax;
 }
 
 std::vector<int> TCustomLibSpectrum::Bands() const {
-    std::vector<int> bands;
     if (specType_ == TSpecType::SingleValue)
-        return bands;
-    for (int b = bmin_; b <= bmax_; ++b)
-        if (specType_ != TSpecType::Octave || IsOctaveBand(b))
-            bands.push_back(b);
-    return bands;
+        return {};
+    return BandsInRange(specType_, bmin_, bmax_);
 }
 
 bool TCustomLibSpectrum::InRange(int band) const {
@@ -204,17 +191,22 @@ void TCustomLibSpectrum::SetValueSum(double sum) {
         single_ = sum;
         return;
     }
+    ShiftToSum(sum, GetValueSum(), [this](int b, double level) { SetValue(b, level); });
+}
+
+void TCustomLibSpectrum::ShiftToSum(double sum, double current,
+                                    const std::function<void(int, double)>& setFlat) {
     const std::vector<int> bands = Bands();
     if (bands.empty())
         return;
-    const double current = GetValueSum();
     if (IsEmptyBandLevel(current)) {
         // Nothing to keep the shape of: a flat spectrum with that sum.
         const double level = sum - 10.0 * std::log10(static_cast<double>(bands.size()));
         for (int b : bands)
-            values_[static_cast<std::size_t>(b)] = level;
+            setFlat(b, level);
         return;
     }
+    // A uniform shift moves weighted and unweighted values alike.
     const double delta = sum - current;
     for (int b : bands)
         if (!IsEmptyBandLevel(values_[static_cast<std::size_t>(b)]))
@@ -334,20 +326,7 @@ void TEmisLibSpectrum::SetdBXValueSum(double sum) {
         single_ = sum;
         return;
     }
-    const std::vector<int> bands = Bands();
-    if (bands.empty())
-        return;
-    const double current = GetdBXValueSum();
-    if (IsEmptyBandLevel(current)) {
-        const double level = sum - 10.0 * std::log10(static_cast<double>(bands.size()));
-        for (int b : bands)
-            SetdBXValue(b, level);
-        return;
-    }
-    const double delta = sum - current;
-    for (int b : bands)
-        if (!IsEmptyBandLevel(values_[static_cast<std::size_t>(b)]))
-            values_[static_cast<std::size_t>(b)] += delta;
+    ShiftToSum(sum, GetdBXValueSum(), [this](int b, double level) { SetdBXValue(b, level); });
 }
 
 void TEmisLibSpectrum::ReadKindFields(db::TTable& t) {

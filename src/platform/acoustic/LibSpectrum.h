@@ -12,6 +12,7 @@
 
 #include <array>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -62,7 +63,6 @@ public:
     double GetValue(int band) const;
     void SetValue(int band, double value);
     const TBandValues& Values() const { return values_; }
-    void SetValues(const TBandValues& values) { values_ = values; }
     void ClearValues();
 
     // Over-all value of the spectrum as the kind defines it (energetic sum for levels); single values keep
@@ -97,6 +97,9 @@ protected:
     // Takes over everything of another spectrum of the same kind.
     virtual void AssignFrom(const TCustomLibSpectrum& other) = 0;
     double EnergeticSum(const TBandValues& values) const;
+    // Shifts the non-empty bands in range from the current sum to the new one; a spectrum without values
+    // becomes flat through setFlat (band, level).
+    void ShiftToSum(double sum, double current, const std::function<void(int, double)>& setFlat);
     // Mean of the non-empty bands in range; kEmptyBandLevel when there are none.
     double ArithmeticMean() const;
 

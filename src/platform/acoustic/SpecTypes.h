@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace korvel::acoustic {
 
@@ -35,6 +36,12 @@ int EmisEntryFromText(std::string_view text);
 enum class TTransType : std::uint8_t { SoundReductionIndex = 0, NormalizedLevelDifference = 1 };
 inline constexpr std::array<std::string_view, 2> TransTypeStr = {"Sound reduction index R",
                                                                  "Normalized level difference Dn,e"};
+
+// Clamps a band range to 0..43 and orders it; an octave range widens outward to octave bands (16 kHz at
+// the top, 20 kHz being none).
+void NormalizeBandRange(TSpecType type, int& bmin, int& bmax);
+// The bands of a range: every band, or every octave band for octave spectra.
+std::vector<int> BandsInRange(TSpecType type, int bmin, int bmax);
 
 // Weighting letters: 'A'..'D', ' ' for unweighted levels.
 inline constexpr char kUnweighted = ' ';
