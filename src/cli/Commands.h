@@ -28,5 +28,7 @@ void AddEditCommands(CLI::App& app, TCommandList& commands);
 void AddCopyCommands(CLI::App& app, TCommandList& commands);
 // convert
 void AddConvertCommand(CLI::App& app, TCommandList& commands);
+// import, export
+void AddImportExportCommands(CLI::App& app, TCommandList& commands);
 
 } // namespace korvel::cli

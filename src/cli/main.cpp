@@ -61,6 +61,7 @@ int main(int argc, char** argv) {
     AddEditCommands(app, commands);
     AddCopyCommands(app, commands);
     AddConvertCommand(app, commands);
+    AddImportExportCommands(app, commands);
 
     try {
         app.parse(argc, argv);

@@ -1,5 +1,6 @@
 #include "editor/CustomLibForm.h"
 
+#include "editor/ParadoxImport.h"
 #include "platform/Errors.h"
 #include "platform/base/LibKinds.h"
 #include "platform/base/LibSchema.h"
@@ -111,6 +112,10 @@ void TCustomLibForm::BuildMenus() {
     TMenuItem& backup = file.Add("BackupCopy", "Backup copy");
     backup.SetVisible(false);
     backup.OnClick = Bind(&TCustomLibForm::BackupCopyClick);
+    file.Add("Changelengthofelementnamefield1", "Change length of element name field..").OnClick =
+        [this](TComponent&) {
+            ChangeNameFieldLength(*this);
+        };
     file.AddSeparator();
     file.Add("YScale", "y-Scale...").OnClick = Bind(&TCustomLibForm::YScaleClick);
     file.AddSeparator();

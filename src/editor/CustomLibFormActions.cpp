@@ -3,14 +3,18 @@
 
 #include "editor/CustomLibForm.h"
 #include "editor/ElementCopy.h"
+#include "editor/ParadoxImport.h"
 #include "platform/Errors.h"
 #include "platform/base/LibKinds.h"
 #include "platform/base/YScaleForm.h"
+#include "platform/db/Restructure.h"
 #include "platform/db/Table.h"
 #include "platform/image/Picture.h"
+#include "platform/legacy/Trim.h"
 #include "platform/settings/PathText.h"
 #include "platform/ui/Ui.h"
 
+#include <charconv>
 #include <filesystem>
 #include <fstream>
 #include <system_error>
@@ -460,6 +464,48 @@ void TCustomLibForm::ShowAcceptBar() {
 
 bool TCustomLibForm::AcceptBarVisible() const {
     return panelAccept_->Visible();
+}
+
+// --- table maintenance
+
+namespace {
+// The longest string field the database engine accepts; longer texts belong in a memo.
+constexpr int kMaxNameFieldLength = 8000;
+} // namespace
+
+void ChangeNameFieldLength(TCustomLibForm& editor) {
+    const int tab = editor.GetCurIndex();
+    TMyTable* myTable = editor.GetMyTable(tab);
+    db::TTable* table = editor.GetMainTable(tab);
+    if (!myTable || !table || !table->Active() || !editor.FinishEditing())
+        return;
+    IUi& ui = editor.Ui();
+    const std::string field = NameFieldName(editor.LibType());
+    const db::TFieldDef* def = table->Defs().FindField(field);
+    std::string answer = std::to_string(def ? def->Size : 0);
+    const db::TBookmark here = table->GetBookmark();
+    // The engine rewrites the file only while no cursor reads the table.
+    table->Close();
+    try {
+        if (ui.InputQuery("Enter new length of element name field", "Length:", answer)) {
+            const std::string text = TrimText(answer);
+            int length = 0;
+            const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), length);
+            if (text.empty() || ec != std::errc() || end != text.data() + text.size())
+                throw EKorvelError("\"" + answer + "\" is not a valid integer value");
+            if (length < 1 || length > kMaxNameFieldLength)
+                throw EKorvelError("\"" + answer + "\" is not a length between 1 and " +
+                                   std::to_string(kMaxNameFieldLength));
+            if (auto error = myTable->Database().Restructure(table->TableName(),
+                                                             db::TRestructure().ResizeField(field, length)))
+                ui.MessageDlg("Restructure failed. " + *error, mtError, {mbOK});
+        }
+    } catch (const EKorvelError& e) {
+        ui.MessageDlg(e.what(), mtError, {mbOK});
+    }
+    table->Open();
+    table->GotoBookmark(here);
+    editor.SetCurIndex(tab);
 }
 
 } // namespace korvel

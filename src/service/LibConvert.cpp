@@ -1,6 +1,7 @@
 // Conversion of a folder's older library files to the current library files.
 
 #include "platform/base/LibKinds.h"
+#include "platform/base/MyTable.h"
 #include "platform/settings/PathText.h"
 #include "service/LibService.h"
 
@@ -85,10 +86,26 @@ void ConvertLibrary(TLibHost& host, const std::string& folder) {
                          "\" cannot be converted by this version; its older files are kept.");
             continue;
         }
+        const std::size_t entriesBefore = log.Entries().size();
         try {
             editor->SetVisible(false);
             editor->OpenForConversion(location);
-            done.push_back(&kind);
+            editor.reset();
+            if (!LibraryExists(kind.LibType, location)) {
+                log.AddError("The " + std::string(FindLibKind(kind.LibType)->Caption) + " of \"" + folder +
+                             "\" was not created; its older files are kept.");
+                continue;
+            }
+            // An update that broke off left the new library empty: the older files stay so that the next
+            // opening fills it again.
+            const auto& entries = log.Entries();
+            const bool failed = std::any_of(entries.begin() + static_cast<std::ptrdiff_t>(entriesBefore),
+                                            entries.end(), [](const TLogEntry& e) {
+                                                return e.Kind == TLogKind::Error &&
+                                                       e.Text.starts_with("Error while updating ");
+                                            });
+            if (!failed)
+                done.push_back(&kind);
         } catch (const std::exception& e) {
             // A failed conversion keeps the older files as they are, to be converted again.
             log.AddError(e.what());

@@ -1,6 +1,7 @@
 #include "sound/DirectivityList.h"
 
 #include "platform/base/LibKinds.h"
+#include "platform/base/LibSchema.h"
 #include "platform/base/MyTable.h"
 #include "platform/db/Table.h"
 #include "sound/SoundSchema.h"
@@ -30,6 +31,18 @@ int TDirectivityList::IndexOfNumber(int number) const {
         if (entries_[i].Number == number)
             return static_cast<int>(i);
     return -1;
+}
+
+std::unique_ptr<TMyTable> OpenDirectivityLibrary(const std::string& folder) {
+    auto lib = std::make_unique<TMyTable>(TableNames(kDirectivityLibType));
+    const bool exists = LibraryExists(kDirectivityLibType, folder, false);
+    lib->InitLibX(folder, LibName(kDirectivityLibType), TableNames(kDirectivityLibType), false, true);
+    if (!exists) {
+        SetFieldIndexDefs(*lib, kDirectivityLibType, true);
+        lib->CreateDBTable();
+    }
+    lib->Open();
+    return lib;
 }
 
 } // namespace korvel::sound

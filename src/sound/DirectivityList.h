@@ -3,10 +3,19 @@
 // The directivities an emission element can refer to: the directivity library of the same folder, read
 // into a list of numbers and names with "Not defined" (number 0) first.
 
+#include <memory>
 #include <string>
 #include <vector>
 
+namespace korvel {
+class TMyTable;
+}
+
 namespace korvel::sound {
+
+// The directivity library of a folder, opened for writing and made with its tables when the folder has
+// none yet (imports that bring directivities along).
+std::unique_ptr<TMyTable> OpenDirectivityLibrary(const std::string& folder);
 
 struct TDirectivityEntry {
     int Number = 0;

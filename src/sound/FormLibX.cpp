@@ -30,6 +30,9 @@ TFormLibX::TFormLibX(TLibHost& host, int libType)
     SetBounds(Left(), Top(), 1120, 720);
     DBList().SetColumns({{"Eintrag", "###", 48, true}, {"ElementName", "Element name", 220, false}});
     BuildPages();
+    // The export belongs beside the frame's import in the File menu.
+    if (TMenuItem* file = MainMenu() ? MainMenu()->Items().Find("MenuFile") : nullptr)
+        file->Add("ExcelExport1", "Export to Excel...").OnClick = Bind(&TFormLibX::ExcelExport1Click);
     DataSource().AddListener([this](db::TDataEvent event, const db::TField*) {
         if (event == db::TDataEvent::RecordChange || event == db::TDataEvent::DataSetChange)
             ShowElement();
@@ -99,6 +102,9 @@ void TFormLibX::OpenLibrary(int tabIndex, const std::string& fileName) {
         groups->AfterPost = groups->AfterDelete;
     }
     (void)fileName;
+    // System libraries are delivered in the current layout and are never written.
+    if (GetPathType(tabIndex) != TLibPathType::System && !TabReadOnly(tabIndex))
+        CheckUpdate(tabIndex);
     if (GetPathType(tabIndex) == TLibPathType::Project)
         LoadFilter(myTable->FileName(), filter_);
 }
@@ -188,10 +194,6 @@ bool TFormLibX::CurrentReadOnly() const {
     return tab < 0 || TabReadOnly(tab);
 }
 
-std::string TFormLibX::GetImportFilter() {
-    return "Library files (*.abs)|*.abs";
-}
-
 std::string TFormLibX::GetFilterName() {
     return GetCaptionString() + "|" + LibName(LibType());
 }
@@ -236,7 +238,9 @@ void TFormLibX::ShowElement() {
     for (int i = 0; i < typeCount; ++i)
         types.emplace_back(SpecTypeStr[static_cast<std::size_t>(i)]);
     cbSpecType_->SetItems(types);
-    cbSpecType_->SetItemIndex(static_cast<int>(spectrum_->SpecType()));
+    // A band type the kind does not offer (a damaged or foreign record) shows no choice rather than failing.
+    const int typeIndex = static_cast<int>(spectrum_->SpecType());
+    cbSpecType_->SetItemIndex(typeIndex < typeCount ? typeIndex : -1);
     if (auto* t = Transmission()) {
         cbTransType_->SetItemIndex(static_cast<int>(t->TransType));
         const auto& outside = OutsideElementTypes();
@@ -435,8 +439,8 @@ void TFormLibX::LibrariesClosing() {
 }
 
 void TFormLibX::OpenForConversion(const std::string& folder) {
-    throw EKorvelError("The " + GetCaptionString() + " of \"" + folder +
-                       "\" cannot be converted by this version; its older files are kept.");
+    // The new library is made on opening, and the update check fills it from the older files.
+    OpenLibType({folder}, 0, LibType(), true);
 }
 
 bool TFormLibX::SwitchElementFilterOff() {

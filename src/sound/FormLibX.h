@@ -6,6 +6,7 @@
 
 #include "editor/CustomLibForm.h"
 #include "platform/acoustic/LibSpectrum.h"
+#include "platform/base/ExcelImportForm.h"
 #include "platform/dbctrls/FieldLinks.h"
 #include "platform/ui/Chart.h"
 #include "platform/ui/ListCtrls.h"
@@ -14,6 +15,7 @@
 #include "sound/DirectivityList.h"
 #include "sound/ElementFilter.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -62,7 +64,7 @@ public:
     void ApplyElementView(const nlohmann::json& view) override;
     void RefreshElement() override;
     bool SwitchElementFilterOff() override;
-    // Older-generation files are not read yet: conversion refuses, so that they are kept.
+    // Opens the folder alone so that its older library files are carried over.
     void OpenForConversion(const std::string& folder) override;
 
     // --- element
@@ -89,6 +91,45 @@ public:
     // The per-record text test of a filter text on the record's comment and name.
     static bool MainTableFilterRecord(db::TTable& table, const std::string& text);
     void AddFilterGroupItems(int tabIndex);
+
+    // --- imports (FormLibXImport.cpp): the import command by file type, with the summary in the log.
+    void ImportFile(const std::string& fileName) override;
+
+    // DOS generation (FormLibXDosImport.cpp): the index file the person picked, with the data and group
+    // files beside it.
+    void ImportV42(const std::string& fileName, int& count, int& duplicates);
+    void ImportDosGroupTable(const std::string& fileName);
+
+    // Table generation (FormLibXTableImport.cpp). keepNumbers: the target numbering follows the source's.
+    // fromUpdate: the import fills a library that is being brought up to date on opening.
+    void ImportV73(int tabIndex, const std::string& fileName, int& count, int& duplicates, bool keepNumbers,
+                   bool fromUpdate);
+    // A Paradox table of the older generation: 1 when it was read, 2 otherwise.
+    int ImportV64(const std::string& fileName, int& count, int& duplicates);
+    void ImportV73GroupTable(int tabIndex, db::TTable& groupTable);
+
+    // Schema update on opening (FormLibXUpdate.cpp).
+    void CheckUpdate(int tabIndex);
+
+    // Spreadsheets and text tables (FormLibXExcel.cpp).
+    TFieldNameList ImportFieldList(const std::string& fileName);
+    // Runs the mapping dialog; returns its modal result.
+    int ImportAsciiExcel(const std::string& fileName, int& count, int& duplicates);
+    void ImportExcelLine(TExcelImportForm& sender, TImportLineAction& action);
+    void SetWeightingValue(TFieldNameItem& item, const std::string& cellText);
+    void SetReferenceValue(TFieldNameItem& item, const std::string& cellText);
+    void SetEntryTypeValue(TFieldNameItem& item, const std::string& cellText);
+    void SetGroupValue(TFieldNameItem& item, const std::string& cellText);
+    void SetBitMapFileName(TFieldNameItem& item, const std::string& cellText);
+    // Called with the dialog before it is shown (the command line maps its columns here).
+    std::function<void(TExcelImportForm&)> BeforeExcelImport;
+
+    // Export of the current tab (FormLibXExport.cpp).
+    void ExcelExport1Click(TComponent& sender);
+    void ExportToExcel(const std::string& fileName);
+
+    // Loudspeaker files (FormLibXClf.cpp): true when an element was added.
+    bool Import_CLF(const std::string& fileName);
 
     // --- commands
     void Editsum1Click(TComponent& sender);

@@ -2,6 +2,7 @@
 
 #include "editor/ElementCopy.h"
 #include "platform/Errors.h"
+#include "platform/db/Collation.h"
 #include "platform/legacy/Trim.h"
 #include "platform/text/CaseFold.h"
 #include "platform/ui/Ui.h"
@@ -66,7 +67,7 @@ int TFormLibX::SetGroupValue(int tabIndex, const std::string& name) {
         throw EKorvelError("The library has no group table.");
     TBulkTag bulk(*groups);
     groups->Append();
-    groups->FieldByName("GruppenName").SetAsString(name.substr(0, 40));
+    groups->FieldByName("GruppenName").SetAsString(db::TruncateCodePoints(name, 40));
     groups->Post();
     const int number = groups->FieldByName("Eintrag").AsInteger();
     if (tabIndex == GetCurIndex())

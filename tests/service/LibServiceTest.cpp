@@ -124,7 +124,7 @@ TEST_F(ServiceTest, ConvertLibraryKeepsAConvertedKindAndRemovesItsOldFiles) {
     std::string text;
     kept >> text;
     EXPECT_EQ(text, "new");
-    // Older transmission spectra cannot be read yet: their only copy in the folder stays.
+    // This Trans.abs is no library file, so nothing was carried over: its only copy in the folder stays.
     EXPECT_TRUE(fs::exists(dir + "/Trans.abs"));
     EXPECT_FALSE(f.Host().HasLog());
 }

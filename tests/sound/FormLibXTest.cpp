@@ -288,9 +288,10 @@ TEST_F(FormLibXTest, FormulaEntryAddsItsOutputOnceAndCalculates) {
 
 TEST_F(FormLibXTest, ControlsOfMissingOptionalFieldsAreHidden) {
     {
-        // A transmission library from before colours, documents, pictures and properties.
+        // A transmission library from before colours, documents, pictures and properties. It is a System
+        // library, which opening never brings up to date.
         TMyTable lib(TableNames(kTransmissionLibType));
-        lib.InitLibX(f.Project(), LibName(kTransmissionLibType), TableNames(kTransmissionLibType), false,
+        lib.InitLibX(f.System(), LibName(kTransmissionLibType), TableNames(kTransmissionLibType), false,
                      true);
         SetFieldIndexDefs(lib, kTransmissionLibType, true);
         auto& fields = lib.GetTable()->Defs().Fields;
@@ -300,7 +301,7 @@ TEST_F(FormLibXTest, ControlsOfMissingOptionalFieldsAreHidden) {
         });
         lib.CreateDBTable();
     }
-    TFormLibX& editor = Open(kTransmissionLibType, {f.Project()});
+    TFormLibX& editor = Open(kTransmissionLibType, {f.System()});
     EXPECT_FALSE(editor.Find<TButton>("BtnElementColor").Visible());
     EXPECT_FALSE(editor.PageCharacteristics().TabVisible());
     EXPECT_FALSE(editor.PageOle(0).TabVisible());

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <charconv>
 
 namespace korvel::acoustic {
 
@@ -60,6 +61,48 @@ std::string TakeText(TByteSpan blob, std::size_t& pos) {
     std::string s(reinterpret_cast<const char*>(blob.data() + pos), n);
     pos += n;
     return s;
+}
+
+// Lower case without blanks: older libraries wrote "Nominal power" where the definition says "NominalPower".
+std::string Folded(std::string_view s) {
+    std::string out;
+    for (char c : s)
+        if (!std::isspace(static_cast<unsigned char>(c)))
+            out.push_back(static_cast<char>(std::tolower(static_cast<unsigned char>(c))));
+    return out;
+}
+
+// The definition an older name stands for: its name alone or followed by its unit in brackets or
+// parentheses, as the older editor labelled its four value boxes.
+const TAddPropDef* MatchKennName(std::string_view name, const TAddPropDefList& defs) {
+    const std::string key = Folded(name);
+    if (key.empty())
+        return nullptr;
+    for (const auto& d : defs.Items) {
+        const std::string base = Folded(d.Name);
+        if (key == base)
+            return &d;
+        if (d.Unit.empty())
+            continue;
+        const std::string unit = Folded(d.Unit);
+        if (key == base + "[" + unit + "]" || key == base + "(" + unit + ")")
+            return &d;
+    }
+    return nullptr;
+}
+
+std::string ShortestNumber(double v) {
+    char buf[32];
+    const auto r = std::to_chars(buf, buf + sizeof buf, v);
+    return std::string(buf, r.ptr);
+}
+
+std::string TrimBlanks(std::string_view s) {
+    const auto first = s.find_first_not_of(" \t");
+    if (first == std::string_view::npos)
+        return {};
+    const auto last = s.find_last_not_of(" \t");
+    return std::string(s.substr(first, last - first + 1));
 }
 
 } // namespace
@@ -121,6 +164,37 @@ void TAddPropList::FromBlob(TByteSpan blob) {
                                " bytes after the last property).");
     }
     Items = std::move(items);
+}
+
+std::string TAddPropList::ReadFromKenn(const std::array<double, 4>& values,
+                                       const std::array<std::string, 4>& names, const TAddPropDefList& defs) {
+    std::vector<TAddProp> items;
+    std::string rest;
+    auto leftover = [&](const std::string& name, double value) {
+        if (!rest.empty())
+            rest += "\r\n";
+        rest += name + " = " + ShortestNumber(value);
+    };
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        const std::string name = TrimBlanks(names[i]);
+        const double value = values[i];
+        if (name.empty()) {
+            // An unnamed slot holding a number is still data the person typed once.
+            if (value != 0.0)
+                leftover("Value " + std::to_string(i + 1), value);
+            continue;
+        }
+        const TAddPropDef* def = MatchKennName(name, defs);
+        const bool taken = def && std::any_of(items.begin(), items.end(),
+                                              [&](const TAddProp& p) { return SameName(p.Name, def->Name); });
+        if (!def || taken) {
+            leftover(name, value);
+            continue;
+        }
+        items.push_back({def->Name, ShortestNumber(value)});
+    }
+    Items = std::move(items);
+    return rest;
 }
 
 bool AddPropCharAllowed(TAddPropType type, char c, char decimalSeparator) {

@@ -5,6 +5,7 @@
 
 #include "platform/base/Blob.h"
 
+#include <array>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -50,6 +51,11 @@ public:
     // empty blob is an empty list; a damaged one throws EKorvelError and changes nothing.
     TBlob ToBlob() const;
     void FromBlob(TByteSpan blob);
+    // Builds the list from the four numbers and names kept by the older library generation
+    // (Kennwerte1..4, KennNames1..4), placing each on a property of the kind's definitions. Returns a text
+    // of what could not be placed ("" when everything was), for the element's comment.
+    std::string ReadFromKenn(const std::array<double, 4>& values, const std::array<std::string, 4>& names,
+                             const TAddPropDefList& defs);
 
     bool operator==(const TAddPropList&) const = default;
 };

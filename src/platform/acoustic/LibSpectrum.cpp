@@ -456,6 +456,21 @@ void TAttenLibSpectrum::SetValueSum(double sum) {
     }
 }
 
+void TCustomLibSpectrum::SetFromBands(const TBandValues& bands) {
+    const TSpectrumPara para = GetSpectrumPara(bands);
+    if (!para.Empty()) {
+        if (para.First == para.Last && HasSingleValue()) {
+            SetSpecType(TSpecType::SingleValue);
+            SetSingleValue(bands[static_cast<std::size_t>(para.First)]);
+        } else {
+            SetSpecType(para.Octave ? TSpecType::Octave : TSpecType::ThirdOctave);
+        }
+        SetBMinBMax(para.First, para.Last);
+    }
+    for (int b = 0; b < kBandCount; ++b)
+        SetValue(b, bands[static_cast<std::size_t>(b)]);
+}
+
 std::unique_ptr<TCustomLibSpectrum> CreateLibSpectrum(int libType) {
     switch (libType) {
     case kEmissionLibType:

@@ -73,6 +73,12 @@ public:
     virtual void SetValueSum(double sum);
     double SingleValue() const { return single_; }
     void SetSingleValue(double v) { single_ = v; }
+    // Whether the kind offers single values (emission and transmission do).
+    bool HasSingleValue() const { return LibType() == kEmissionLibType || LibType() == kTransmissionLibType; }
+    // Takes an imported 44-band array (kEmptyBandLevel for empty bands): band type and range from where it
+    // holds values, a single value when one band does and the kind has single values, and every band's
+    // value. An array without values leaves the type and range as they were.
+    void SetFromBands(const TBandValues& bands);
 
     // --- element data
     std::array<int, kGroupSlots> Groups{};

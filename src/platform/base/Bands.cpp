@@ -1,5 +1,6 @@
 #include "platform/base/Bands.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace korvel {
@@ -28,6 +29,23 @@ int ThirdOctaveBandOf(double frequencyHz) {
         return -1;
     }
     return static_cast<int>(std::floor(position + 0.5));
+}
+
+TSpectrumPara GetSpectrumPara(const std::array<double, kBandCount>& bands) {
+    TSpectrumPara para;
+    bool octave = true;
+    for (int n = 0; n < kBandCount; ++n) {
+        const double v = bands[static_cast<std::size_t>(n)];
+        // A value that is no number is not a value either.
+        if (!std::isfinite(v) || IsEmptyBandLevel(v))
+            continue;
+        para.First = std::min(para.First, n);
+        para.Last = n;
+        octave = octave && IsOctaveBand(n);
+    }
+    // A single filled band is a single value, never an octave spectrum.
+    para.Octave = !para.Empty() && para.First < para.Last && octave;
+    return para;
 }
 
 } // namespace korvel

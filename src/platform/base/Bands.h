@@ -49,4 +49,15 @@ inline constexpr int OctaveToBand(int octave) {
     return 3 * octave + 15;
 }
 
+// Where an imported 44-band array holds values: the first and last band above kEmptyBandLevel, and whether
+// every band that holds a value is an octave band. First > Last when no band holds a value.
+struct TSpectrumPara {
+    int First = kBandCount;
+    int Last = -1;
+    bool Octave = false;
+
+    bool Empty() const { return First > Last; }
+};
+TSpectrumPara GetSpectrumPara(const std::array<double, kBandCount>& bands);
+
 } // namespace korvel

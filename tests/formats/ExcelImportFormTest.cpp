@@ -1,0 +1,276 @@
+#include "platform/base/ExcelImportForm.h"
+
+#include "formats/XlsWriter.h"
+#include "platform/Errors.h"
+#include "platform/log/Log.h"
+#include "support/TempDir.h"
+#include "support/TestUi.h"
+
+#include <fstream>
+#include <gtest/gtest.h>
+#include <map>
+
+namespace korvel {
+namespace {
+
+// What the line handler saw of one row.
+struct TSeenRow {
+    int LineNo = 0;
+    std::map<std::string, std::string> Values;
+};
+
+class ExcelImportForm : public ::testing::Test {
+protected:
+    ExcelImportForm() {
+        std::ofstream out(File(), std::ios::binary);
+        out << " Element name ;63Hz;KOMMENTAR;Group(1);Picture\n"
+               "Pump; 81.5 ;\"two\nlines\";g1;pump.bmp\n"
+               ";;  ;;\n"
+               "Fan;70;  spaced  ;g2;\n"
+               "Grill;bad;x;g3;\n";
+    }
+
+    std::string File() const { return dir_.File("levels.csv"); }
+
+    // The fields of an import: plain, multi-line, with a setter and with a preset.
+    TFieldNameList Fields() {
+        TFieldNameList fields;
+        fields.Add("ElementName", "Element name");
+        fields.Add("Band0", "63Hz", 0);
+        fields.Add("Kommentar", "Comment").MultiLine = true;
+        fields.Add("Gruppen1", "Group(1)", 0, [this](TFieldNameItem& item, const std::string& cell) {
+            setterCells_.push_back(cell);
+            item.Value = "#" + cell;
+        });
+        fields.Add("Graphic", "Bitmap file name").Preset = "/folder/";
+        fields.Add("dBX", "Weighting").Preset = "A";
+        return fields;
+    }
+
+    void Record(TExcelImportForm& form) {
+        form.OnImportLine = [this](TExcelImportForm& sender, TImportLineAction&) {
+            TSeenRow row;
+            row.LineNo = sender.LineNo();
+            for (const auto& item : sender.Fields().Items)
+                row.Values[item.FieldName] = item.Value;
+            seen_.push_back(row);
+            ++sender.Imported;
+        };
+    }
+
+    static int Column(TExcelImportForm& form, const std::string& fieldName) {
+        return form.Fields().Find(fieldName)->Column;
+    }
+
+    test::TempDir dir_;
+    test::TTestUi ui_;
+    std::vector<TSeenRow> seen_;
+    std::vector<std::string> setterCells_;
+};
+
+TEST_F(ExcelImportForm, MapsHeadingsToCaptionsOrFieldNames) {
+    TExcelImportForm form(ui_, File(), Fields());
+    EXPECT_EQ(form.Caption(), "Import levels.csv");
+    EXPECT_EQ(Column(form, "ElementName"), 0); // heading trimmed
+    EXPECT_EQ(Column(form, "Band0"), 1);
+    EXPECT_EQ(Column(form, "Kommentar"), 2); // by field name, any case
+    EXPECT_EQ(Column(form, "Gruppen1"), 3);
+    EXPECT_EQ(Column(form, "Graphic"), -1);
+    EXPECT_EQ(Column(form, "dBX"), -1);
+    EXPECT_EQ(form.Headings().size(), 5u);
+    EXPECT_EQ(form.LineCount(), 4);
+
+    TValueGrid& mapping = form.VGMapping();
+    EXPECT_EQ(mapping.RowCount(), 7);
+    EXPECT_EQ(mapping.Cells(0, 3), "Comment");
+    EXPECT_EQ(mapping.Cells(1, 3), "KOMMENTAR");
+    EXPECT_EQ(mapping.Cells(1, 5), "");
+    EXPECT_EQ(mapping.CellStyle(1, 5).PickList,
+              (std::vector<std::string>{"", "Element name", "63Hz", "KOMMENTAR", "Group(1)", "Picture"}));
+    EXPECT_FALSE(mapping.CanEditCell(0, 1));
+
+    TValueGrid& preview = form.VGPreview();
+    EXPECT_EQ(preview.RowCount(), 5);
+    EXPECT_EQ(preview.ColCount(), 6);
+    EXPECT_EQ(preview.Cells(1, 0), "Element name");
+    EXPECT_EQ(preview.Cells(0, 1), "2"); // the sheet's own row number
+    EXPECT_EQ(preview.Cells(1, 3), "Fan");
+}
+
+TEST_F(ExcelImportForm, MappingCellTakesHeadingLetterOrNumber) {
+    TExcelImportForm form(ui_, File(), Fields());
+    TValueGrid& mapping = form.VGMapping();
+    const int graphicRow = 5;
+    EXPECT_TRUE(mapping.EditCell(1, graphicRow, "picture"));
+    EXPECT_EQ(Column(form, "Graphic"), 4);
+    EXPECT_TRUE(mapping.EditCell(1, graphicRow, "b"));
+    EXPECT_EQ(Column(form, "Graphic"), 1);
+    EXPECT_EQ(mapping.Cells(1, graphicRow), "63Hz");
+    EXPECT_TRUE(mapping.EditCell(1, graphicRow, " 3 "));
+    EXPECT_EQ(Column(form, "Graphic"), 2);
+    EXPECT_TRUE(mapping.EditCell(1, graphicRow, ""));
+    EXPECT_EQ(Column(form, "Graphic"), -1);
+
+    ui_.ExpectMessage(mtError, "\"nonsense\" is no column", mrOk);
+    EXPECT_FALSE(mapping.EditCell(1, graphicRow, "nonsense"));
+    mapping.CancelEdit();
+    ui_.ExpectMessage(mtError, "\"F\" is no column", mrOk);
+    EXPECT_FALSE(mapping.EditCell(1, graphicRow, "F"));
+    mapping.CancelEdit();
+    EXPECT_EQ(Column(form, "Graphic"), -1);
+
+    form.MapColumn("graphic", 4);
+    EXPECT_EQ(Column(form, "Graphic"), 4);
+    EXPECT_THROW(form.MapColumn("Nope", 0), EKorvelError);
+    EXPECT_THROW(form.MapColumn("Graphic", 5), EKorvelError);
+    EXPECT_THROW(form.MapColumn("Graphic", -2), EKorvelError);
+}
+
+TEST_F(ExcelImportForm, ImportHandsOverConvertedRowsAndSkipsEmptyOnes) {
+    TExcelImportForm form(ui_, File(), Fields());
+    Record(form);
+    EXPECT_EQ(form.RunImport(), 3);
+    EXPECT_EQ(form.Imported, 3);
+    ASSERT_EQ(seen_.size(), 3u);
+    EXPECT_EQ(seen_[0].LineNo, 1);
+    EXPECT_EQ(seen_[1].LineNo, 3); // line 2 holds only blanks
+    EXPECT_EQ(seen_[2].LineNo, 4);
+
+    auto pump = seen_[0].Values;
+    EXPECT_EQ(pump["ElementName"], "Pump");
+    EXPECT_EQ(pump["Band0"], "81.5");
+    EXPECT_EQ(pump["Kommentar"], "two\nlines");
+    EXPECT_EQ(pump["Gruppen1"], "#g1");
+    EXPECT_EQ(pump["Graphic"], "/folder/"); // unmapped: the preset
+    EXPECT_EQ(pump["dBX"], "A");
+    EXPECT_EQ(seen_[1].Values["Kommentar"], "  spaced  ");
+    EXPECT_EQ(seen_[2].Values["Band0"], "bad");
+    EXPECT_EQ(setterCells_, (std::vector<std::string>{"g1", "g2", "g3"}));
+
+    // A single-line field takes line breaks as spaces.
+    seen_.clear();
+    form.MapColumn("ElementName", 2);
+    form.RunImport();
+    EXPECT_EQ(seen_.at(0).Values["ElementName"], "two lines");
+    EXPECT_EQ(seen_.at(1).Values["ElementName"], "spaced");
+}
+
+TEST_F(ExcelImportForm, StopEndsTheImportAfterTheRow) {
+    TExcelImportForm form(ui_, File(), Fields());
+    form.OnImportLine = [this](TExcelImportForm& sender, TImportLineAction& action) {
+        seen_.push_back({sender.LineNo(), {}});
+        if (sender.LineNo() == 3)
+            action = TImportLineAction::Stop;
+    };
+    EXPECT_EQ(form.RunImport(), 2);
+    ASSERT_EQ(seen_.size(), 2u);
+    EXPECT_EQ(seen_[1].LineNo, 3);
+}
+
+TEST_F(ExcelImportForm, FailingRowIsLoggedAndTheRestImported) {
+    TFieldNameList fields = Fields();
+    fields.Find("Band0")->Setter = [](TFieldNameItem& item, const std::string& cell) {
+        if (cell.find_first_not_of(" .0123456789") != std::string::npos)
+            throw EKorvelError("\"" + cell + "\" is no number.");
+        item.Value = cell;
+    };
+    TExcelImportForm form(ui_, File(), std::move(fields));
+    TLog log;
+    form.Log = &log;
+    form.OnImportLine = [this](TExcelImportForm& sender, TImportLineAction&) {
+        if (sender.Fields().Find("ElementName")->Value == "Fan")
+            throw EKorvelError("Fan refused");
+        seen_.push_back({sender.LineNo(), {}});
+    };
+    EXPECT_EQ(form.RunImport(), 1);
+    ASSERT_EQ(seen_.size(), 1u);
+    EXPECT_EQ(seen_[0].LineNo, 1);
+    ASSERT_EQ(log.Entries().size(), 2u);
+    EXPECT_EQ(log.Entries()[0].Text, "Line 3: Fan refused");
+    EXPECT_EQ(log.Entries()[1].Text, "Line 4: \"bad\" is no number.");
+    EXPECT_EQ(log.ErrorCount(), 2);
+
+    form.Log = nullptr; // without a log the rows are passed over quietly
+    seen_.clear();
+    EXPECT_EQ(form.RunImport(), 1);
+    EXPECT_EQ(log.Entries().size(), 2u);
+}
+
+TEST_F(ExcelImportForm, SheetAndHeaderRowChangesMapAgain) {
+    test::TXlsSheet titled{"Titled", {}};
+    titled.Text(0, 0, "Levels of 2024");
+    titled.Text(1, 0, "Element name").Text(1, 1, "63Hz");
+    titled.Text(2, 0, "Pump").Number(2, 1, 81.5);
+    titled.Text(3, 0, "Fan").Number(3, 1, 70);
+    test::TXlsSheet other{"Other", {}};
+    other.Text(0, 0, "Comment").Text(0, 1, "Element name");
+    const std::string file = dir_.File("two sheets.xls");
+    test::WriteXlsWorkbook(file, {titled, other});
+
+    TExcelImportForm form(ui_, file, Fields());
+    EXPECT_EQ(form.CBSheet().Items(), (std::vector<std::string>{"Titled", "Other"}));
+    EXPECT_EQ(form.CBSheet().ItemIndex(), 0);
+    EXPECT_EQ(form.EditHeaderRow().Text(), "1");
+    EXPECT_EQ(Column(form, "ElementName"), -1);
+
+    form.EditHeaderRow().SetText("2");
+    EXPECT_EQ(form.HeaderRow(), 1);
+    EXPECT_EQ(Column(form, "ElementName"), 0);
+    EXPECT_EQ(Column(form, "Band0"), 1);
+    EXPECT_EQ(form.LineCount(), 2);
+    EXPECT_EQ(form.VGPreview().RowCount(), 3);
+    EXPECT_EQ(form.VGPreview().Cells(2, 1), "81.5");
+
+    form.EditHeaderRow().SetText("x"); // typing: nothing changes until the text is a row
+    form.EditHeaderRow().SetText("9");
+    EXPECT_EQ(form.HeaderRow(), 1);
+    form.EditHeaderRow().DoExit();
+    EXPECT_EQ(form.EditHeaderRow().Text(), "2");
+
+    form.CBSheet().SetItemIndex(1);
+    EXPECT_EQ(form.SheetIndex(), 1);
+    EXPECT_EQ(form.HeaderRow(), 0); // the other sheet has no second row
+    EXPECT_EQ(form.EditHeaderRow().Text(), "1");
+    EXPECT_EQ(Column(form, "ElementName"), 1);
+    EXPECT_EQ(Column(form, "Kommentar"), 0);
+    EXPECT_EQ(Column(form, "Band0"), -1);
+    EXPECT_EQ(form.LineCount(), 0);
+
+    form.SetSheetIndex(0);
+    EXPECT_EQ(form.CBSheet().ItemIndex(), 0);
+    EXPECT_THROW(form.SetSheetIndex(2), EKorvelError);
+    EXPECT_THROW(form.SetHeaderRow(4), EKorvelError);
+    EXPECT_THROW(form.SetHeaderRow(-1), EKorvelError);
+    form.SetHeaderRow(3);
+    EXPECT_EQ(form.LineCount(), 0);
+    Record(form);
+    EXPECT_EQ(form.RunImport(), 0);
+}
+
+TEST_F(ExcelImportForm, OkImportsAndCancelImportsNothing) {
+    {
+        TExcelImportForm form(ui_, File(), Fields());
+        Record(form);
+        ui_.ExpectModal("Import levels.csv", [](TForm& f) {
+            f.Find<TButton>("ButtonOK").Click();
+            return mrNone;
+        });
+        EXPECT_EQ(ui_.ShowModal(form), mrOk);
+        EXPECT_EQ(seen_.size(), 3u);
+        EXPECT_EQ(form.Imported, 3);
+    }
+    seen_.clear();
+    TExcelImportForm form(ui_, File(), Fields());
+    Record(form);
+    ui_.ExpectModal("Import levels.csv", [](TForm& f) {
+        f.PressCancel();
+        return mrNone;
+    });
+    EXPECT_EQ(ui_.ShowModal(form), mrCancel);
+    EXPECT_TRUE(seen_.empty());
+
+    EXPECT_THROW(TExcelImportForm(ui_, dir_.File("missing.xlsx"), Fields()), EKorvelError);
+}
+
+} // namespace
+} // namespace korvel
