@@ -91,7 +91,9 @@ void ConvertLibrary(TLibHost& host, const std::string& folder) {
             editor->SetVisible(false);
             editor->OpenForConversion(location);
             editor.reset();
-            if (!LibraryExists(kind.LibType, location)) {
+            // Probed writable: a read-only connection that closes last leaves the journal files of the new
+            // library behind.
+            if (!LibraryExists(kind.LibType, location, false)) {
                 log.AddError("The " + std::string(FindLibKind(kind.LibType)->Caption) + " of \"" + folder +
                              "\" was not created; its older files are kept.");
                 continue;
@@ -118,8 +120,12 @@ void ConvertLibrary(TLibHost& host, const std::string& folder) {
     }
     for (const TOldFiles* kind : done)
         for (const char* f : kind->Remove)
-            if (std::find(unsaved.begin(), unsaved.end(), f) == unsaved.end())
+            if (std::find(unsaved.begin(), unsaved.end(), f) == unsaved.end()) {
                 fs::remove(dir / f, ec);
+                // Reading an older file leaves its journal files beside it; they go with it.
+                for (const char* suffix : {"-wal", "-shm"})
+                    fs::remove(dir / (std::string(f) + suffix), ec);
+            }
     host.FreeLog();
 }
 

@@ -45,6 +45,10 @@ TEST_F(CliConvert, ConvertsTheSoundKindsAndReportsCreatedAndRemovedFiles) {
               std::string::npos)
         << r.Out;
     EXPECT_NE(r.Out.find("Removed \"" + Folder() + "TransGrp.abs\""), std::string::npos) << r.Out;
+    // Neither the new libraries nor the removed older files leave journal files behind.
+    for (const auto& entry : fs::directory_iterator(Folder()))
+        EXPECT_FALSE(entry.path().string().ends_with("-wal") || entry.path().string().ends_with("-shm"))
+            << entry.path();
 
     const auto emission = FileRows(acoustic::kEmissionLibType, Folder());
     ASSERT_EQ(emission.size(), 1u);
