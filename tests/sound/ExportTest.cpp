@@ -134,15 +134,16 @@ TEST_F(ExportTest, TransmissionAndAbsorptionColumns) {
          {"bmax", 40},
          {"groups", {"", "Heavy"}},
          {"values", {{"16", 20}, {"20", 30}, {"24", 35}, {"28", 40}, {"32", 45}, {"36", 50}, {"40", 55}}}});
-    const auto* t = trans.Transmission();
+    // Copied: the export shows the elements again, each in a new spectrum object.
+    const TTransLibSpectrum t = *trans.Transmission();
     const formats::TSheet sheet = Export(trans, f.Root() + "trans.xlsx");
     EXPECT_EQ(Row(sheet, 0, 45, 9),
               (std::vector<std::string>{"Comment", "C", "Ctr", "Rw", "Group(1)", "Group(2)", "Group(3)",
                                         "Group(4)", "Bitmap file name"}));
     EXPECT_EQ(sheet.Cell(1, 21), "30");
-    EXPECT_NEAR(std::stod(sheet.Cell(1, 46)), t->C, 1e-4);
-    EXPECT_NEAR(std::stod(sheet.Cell(1, 47)), t->Ctr, 1e-4);
-    EXPECT_NEAR(std::stod(sheet.Cell(1, 48)), t->Rw, 1e-4);
+    EXPECT_NEAR(std::stod(sheet.Cell(1, 46)), t.C, 1e-4);
+    EXPECT_NEAR(std::stod(sheet.Cell(1, 47)), t.Ctr, 1e-4);
+    EXPECT_NEAR(std::stod(sheet.Cell(1, 48)), t.Rw, 1e-4);
     EXPECT_EQ(Row(sheet, 1, 49, 2), (std::vector<std::string>{"", "Heavy"}));
 
     TFormLibX& abso = Open(kAbsorptionLibType, f.Project());
