@@ -6,6 +6,7 @@
 #include "platform/db/Collation.h"
 #include "platform/legacy/Trim.h"
 #include "platform/log/Log.h"
+#include "platform/text/CaseFold.h"
 #include "platform/ui/Ui.h"
 #include "sound/FormLibX.h"
 
@@ -18,17 +19,6 @@ using namespace acoustic;
 namespace fs = std::filesystem;
 
 namespace {
-
-std::string UpperAscii(std::string text) {
-    for (char& c : text)
-        if (c >= 'a' && c <= 'z')
-            c = static_cast<char>(c - 'a' + 'A');
-    return text;
-}
-
-bool StartsWith(const std::string& text, const std::string& head) {
-    return text.compare(0, head.size(), head) == 0;
-}
 
 // The dialog whose rows are being converted: the converters name its line in their messages.
 const TExcelImportForm* g_running = nullptr;
@@ -160,7 +150,7 @@ void TFormLibX::ImportExcelLine(TExcelImportForm& sender, TImportLineAction& act
     for (TFieldNameItem& item : fields.Items) {
         if (item.Value.empty() || &item == nameItem)
             continue;
-        if (StartsWith(item.FieldName, "Band")) {
+        if (item.FieldName.starts_with("Band")) {
             if (item.Tag >= 0 && item.Tag < kBandCount)
                 bands[static_cast<std::size_t>(item.Tag)] = ParseGridNumber(item.Value);
             continue;
@@ -195,7 +185,7 @@ void TFormLibX::ImportExcelLine(TExcelImportForm& sender, TImportLineAction& act
 }
 
 void TFormLibX::SetWeightingValue(TFieldNameItem& item, const std::string& cellText) {
-    const std::string text = UpperAscii(TrimText(cellText));
+    const std::string text = AsciiUpper(TrimText(cellText));
     auto letter = [](char c) {
         return c == ' ' || c == 'A' || c == 'B' || c == 'C' || c == 'D' || c == 'Z';
     };
@@ -212,11 +202,11 @@ void TFormLibX::SetWeightingValue(TFieldNameItem& item, const std::string& cellT
         valid = text == "DB";
         break;
     case 3:
-        valid = StartsWith(text, "DB") && letter(text[2]);
+        valid = text.starts_with("DB") && letter(text[2]);
         w = text[2];
         break;
     case 5: // dB(A)
-        valid = StartsWith(text, "DB") && letter(text[3]);
+        valid = text.starts_with("DB") && letter(text[3]);
         w = text[3];
         break;
     default:
@@ -231,9 +221,9 @@ void TFormLibX::SetWeightingValue(TFieldNameItem& item, const std::string& cellT
 }
 
 void TFormLibX::SetReferenceValue(TFieldNameItem& item, const std::string& cellText) {
-    const std::string text = UpperAscii(TrimText(cellText));
+    const std::string text = AsciiUpper(TrimText(cellText));
     for (std::size_t i = 0; i < EmisRefStr.size(); ++i)
-        if (StartsWith(UpperAscii(std::string(EmisRefStr[i])), text)) {
+        if (AsciiUpper(EmisRefStr[i]).starts_with(text)) {
             item.Value = std::to_string(i);
             return;
         }
@@ -243,10 +233,10 @@ void TFormLibX::SetReferenceValue(TFieldNameItem& item, const std::string& cellT
 }
 
 void TFormLibX::SetEntryTypeValue(TFieldNameItem& item, const std::string& cellText) {
-    const std::string text = UpperAscii(TrimText(cellText));
+    const std::string text = AsciiUpper(TrimText(cellText));
     item.Value = "0";
     for (std::size_t i = 0; i < EmisEntryStr.size(); ++i)
-        if (UpperAscii(std::string(EmisEntryStr[i])) == text)
+        if (AsciiUpper(EmisEntryStr[i]) == text)
             item.Value = std::to_string(i);
 }
 

@@ -2,6 +2,7 @@
 
 #include "platform/base/LibKinds.h"
 #include "platform/log/Log.h"
+#include "platform/text/CaseFold.h"
 #include "platform/ui/Ui.h"
 #include "sound/FormLibX.h"
 
@@ -12,17 +13,6 @@ namespace korvel::sound {
 using namespace acoustic;
 
 namespace {
-
-std::string Upper(std::string text) {
-    for (char& c : text)
-        if (c >= 'a' && c <= 'z')
-            c = static_cast<char>(c - 'a' + 'A');
-    return text;
-}
-
-bool EndsWith(const std::string& text, const std::string& tail) {
-    return text.size() >= tail.size() && text.compare(text.size() - tail.size(), tail.size(), tail) == 0;
-}
 
 // The same file name with another extension (the table generation keeps its data in the ".abs" beside the
 // ".db" of the generation before).
@@ -84,9 +74,9 @@ void TFormLibX::ImportFile(const std::string& fileName) {
     int count = -1;
     int duplicates = 0;
     int result = 1;
-    const std::string upper = Upper(fileName);
-    const std::string extension = Upper(std::filesystem::path(fileName).extension().string());
-    if (!upper.empty() && EndsWith(upper.substr(0, upper.size() - 1), "LIB.00")) {
+    const std::string upper = AsciiUpper(fileName);
+    const std::string extension = AsciiUpper(std::filesystem::path(fileName).extension().string());
+    if (!upper.empty() && upper.substr(0, upper.size() - 1).ends_with("LIB.00")) {
         ImportV42(fileName, count, duplicates);
     } else if (extension == ".DB") {
         result = ImportV64(fileName, count, duplicates);

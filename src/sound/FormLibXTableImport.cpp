@@ -8,6 +8,7 @@
 #include "platform/acoustic/LegacyDirectivity.h"
 #include "platform/base/LibKinds.h"
 #include "platform/base/LibSchema.h"
+#include "platform/db/Collation.h"
 #include "platform/db/Table.h"
 #include "platform/legacy/Trim.h"
 #include "platform/ui/Ui.h"
@@ -36,15 +37,6 @@ std::size_t CharCount(const std::string& text) {
         if ((c & 0xC0) != 0x80)
             ++n;
     return n;
-}
-
-// The first chars characters of a UTF-8 text.
-std::string CutChars(const std::string& text, std::size_t chars) {
-    std::size_t n = 0;
-    for (std::size_t i = 0; i < text.size(); ++i)
-        if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80 && n++ == chars)
-            return text.substr(0, i);
-    return text;
 }
 
 int IntField(db::TTable& t, const std::string& name) {
@@ -76,12 +68,12 @@ std::string FreeDirectivityName(db::TTable& table, const std::string& wanted) {
     auto used = [&](const std::string& n) {
         return table.Locate("ElementName", {db::TValue(n)}, db::loCaseInsensitive);
     };
-    const std::string base = CutChars(wanted, kNameChars);
+    const std::string base = db::TruncateCodePoints(wanted, kNameChars);
     if (!used(base))
         return base;
     for (int n = 1; n <= kMaxNameSuffix; ++n) {
         const std::string suffix = "(" + std::to_string(n) + ")";
-        const std::string name = CutChars(base, kNameChars - CharCount(suffix)) + suffix;
+        const std::string name = db::TruncateCodePoints(base, kNameChars - CharCount(suffix)) + suffix;
         if (!used(name))
             return name;
     }

@@ -3,9 +3,8 @@
 #include "platform/Errors.h"
 #include "platform/legacy/PackedReader.h"
 #include "platform/legacy/ShortString.h"
+#include "platform/text/CaseFold.h"
 
-#include <algorithm>
-#include <cctype>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -25,12 +24,6 @@ void CheckRecordSize(TByteSpan record, std::size_t expected, const char* what) {
         throw EKorvelError(std::string("A DOS ") + what + " record has " + std::to_string(expected) +
                            " bytes, not " + std::to_string(record.size()));
     }
-}
-
-std::string Upper(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
-    return text;
 }
 
 // Reads the record at |recordNumber - 1| * size; empty when the file cannot give a whole record.
@@ -64,9 +57,9 @@ std::string SiblingFile(const std::string& indexFile, const std::string& name) {
         return exact.string();
     }
     const fs::path searchIn = folder.empty() ? fs::path(".") : folder;
-    const std::string wanted = Upper(name);
+    const std::string wanted = AsciiUpper(name);
     for (fs::directory_iterator it(searchIn, ec), end; !ec && it != end; it.increment(ec)) {
-        if (Upper(it->path().filename().string()) == wanted) {
+        if (AsciiUpper(it->path().filename().string()) == wanted) {
             return (folder / it->path().filename()).string();
         }
     }
@@ -209,7 +202,7 @@ std::string DosGroupFileName(const std::string& indexFile, int libType) {
 }
 
 bool IsDosIndexFileName(const std::string& fileName) {
-    const std::string name = Upper(std::filesystem::path(fileName).filename().string());
+    const std::string name = AsciiUpper(std::filesystem::path(fileName).filename().string());
     return name.size() >= 7 && name.compare(name.size() - 7, 6, "LIB.00") == 0;
 }
 
