@@ -169,9 +169,9 @@ int RunExport(const TExportOptions& o, std::ostream& out, std::ostream& err) {
                                         std::to_string(o.Type) + ") has no export");
     const int tab = session->Open(folder, false);
     ShowTab(*session, tab);
-    sound->ExportToExcel(file.string());
-    out << "Exported " << Elements(session->Table(tab).RecordCount()) << " of \""
-        << session->Editor().GetFileName(tab) << "\" to \"" << file.string() << "\"\n";
+    const int exported = sound->ExportToExcel(file.string());
+    out << "Exported " << Elements(exported) << " of \"" << session->Editor().GetFileName(tab) << "\" to \""
+        << file.string() << "\"\n";
     return kExitOk;
 }
 

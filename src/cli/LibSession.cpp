@@ -112,18 +112,25 @@ int TLibSession::Open(const std::string& folder, bool create) {
     RequireFolder(folder);
     const bool exists = LibraryExists(LibType(), folder);
     std::error_code ec;
-    if (!exists && fs::exists(folder + LibName(LibType()), ec))
+    if (!exists && fs::exists(folder + LibName(LibType()), ec)) {
+        const std::string problem = LibraryFileProblem(LibType(), folder);
         throw ECliError(kExitFailure, "\"" + folder + LibName(LibType()) +
-                                          "\" is not a library of this kind or is damaged");
+                                          "\" is not a library of this kind or is damaged" +
+                                          (problem.empty() ? std::string() : " (" + problem + ")"));
+    }
     if (!exists && !create)
         throw ECliError(kExitNoLibrary, "No library \"" + LibName(LibType()) + "\" in \"" + folder + "\"");
     if (!exists && IsSystemFolder(folder))
         throw ECliError(kExitReadOnly, "\"" + folder + "\" is a System folder; its libraries are read-only");
     const int before = editor_->TabCount();
     editor_->OpenFiles({folder}, 0, true, create);
-    if (editor_->TabCount() == before)
-        throw ECliError(kExitNoLibrary, "The library \"" + LibName(LibType()) + "\" in \"" + folder +
-                                            "\" could not be opened");
+    if (editor_->TabCount() == before) {
+        // The editor reported why; a file that is there but cannot be opened is a failure, not a missing one.
+        const bool there = fs::exists(folder + LibName(LibType()), ec);
+        throw ECliError(there ? kExitFailure : kExitNoLibrary, "The library \"" + LibName(LibType()) +
+                                                                   "\" in \"" + folder +
+                                                                   "\" could not be opened");
+    }
     const int tab = editor_->TabCount() - 1;
     db::TTable* table = editor_->GetMainTable(tab);
     if (!table || !table->Active())

@@ -505,6 +505,14 @@ void TCustomLibForm::OpenFiles(const std::vector<std::string>& folders, int high
             InitLib(tab, folder, pathType == TLibPathType::System);
             OpenLibrary(tab, folder + fileName);
         } else {
+            // A file under the library's name that cannot be opened is reported and left as it is, never
+            // replaced by a new library.
+            if (const std::string problem =
+                    LibraryFileProblem(libType_, folder, pathType == TLibPathType::System);
+                !problem.empty()) {
+                Ui().MessageDlg(problem, mtError, {mbOK});
+                continue;
+            }
             if (!createMissing || pathType == TLibPathType::System)
                 continue;
             if (pathType == TLibPathType::Global && !createGlobal)

@@ -17,6 +17,7 @@
 #include <charconv>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <system_error>
 
 namespace fs = std::filesystem;
@@ -224,15 +225,27 @@ void TCustomLibForm::PerformBackup(const std::string& folder) {
         throw EKorvelError("A backup cannot be written into the System library folder \"" + folder + "\"");
     if (source->Editing())
         StoreCurrent();
-    fs::create_directories(folder);
+    const std::string fileName = LibName(libType_);
+    const fs::path finalFile = fs::path(folder) / fileName;
+    if (fs::exists(finalFile))
+        throw EKorvelError("The backup library \"" + finalFile.string() + "\" exists already");
+    // The copy grows in a folder of its own and is moved into place once complete, so a backup library that
+    // is there is whole, whatever stops the program on the way.
+    const fs::path staging = fs::path(folder) / ".incomplete";
+    std::error_code ec;
+    fs::remove_all(staging, ec); // left by a backup that was stopped
+    fs::create_directories(staging);
     const int tabsBefore = TabCount();
     // A backup of the Global library lies below the global folder, so it counts as Global and must be made.
-    OpenFiles({folder}, 0, true, true);
-    if (TabCount() == tabsBefore || !CurrentTable())
+    OpenFiles({staging.string() + "/"}, 0, true, true);
+    if (TabCount() == tabsBefore || !CurrentTable()) {
+        fs::remove_all(staging, ec);
         throw EKorvelError("The backup library in \"" + folder + "\" could not be created");
+    }
     const int d = GetCurIndex();
     db::TTable& target = *CurrentTable();
     db::TDatabase& targetDb = GetMyTable(d)->Database();
+    db::TDatabase& sourceDb = GetMyTable(s)->Database();
 
     const db::TBookmark position = source->GetBookmark();
     const std::string index = source->IndexName();
@@ -252,6 +265,11 @@ void TCustomLibForm::PerformBackup(const std::string& folder) {
         TAppendOnly appendOnly(target);
         targetDb.StartTransaction();
         TneAction action = TneAction::Overwrite;
+        std::optional<TReadSnapshot> snapshot;
+        snapshot.emplace(sourceDb, targetDb);
+        std::optional<TControlsOff> quietSource, quietTarget;
+        quietSource.emplace(*source);
+        quietTarget.emplace(target);
         source->First();
         while (!source->Eof()) {
             const std::int64_t n = source->Fields(0).AsLargeInt();
@@ -275,15 +293,40 @@ void TCustomLibForm::PerformBackup(const std::string& folder) {
             }
             source->Next();
         }
+        quietTarget.reset();
+        quietSource.reset();
+        snapshot.reset();
+        // Numbers the source handed out to elements deleted since are not handed out by the backup either.
+        targetDb.RaiseNextAutoIncValue(target.TableName(), sourceDb.NextAutoIncValue(source->TableName()));
         targetDb.Commit();
-    } catch (...) {
-        targetDb.Rollback();
-        target.Refresh();
         restore();
+        // The source is shown while the backup's tab is bound anew to the final file; closing checkpoints
+        // the write-ahead log into the file, which then holds everything alone.
+        SetCurIndex(s);
+        GetMyTable(d)->Close();
+        const fs::path made = staging / fileName;
+        if (fs::exists(made.string() + "-wal"))
+            throw EKorvelError("The backup library \"" + made.string() + "\" could not be closed");
+        // Files that travelled with the elements first; the library file last, as the mark of a whole backup.
+        for (const fs::directory_entry& entry : fs::directory_iterator(staging))
+            if (entry.is_regular_file() && entry.path().filename() != fileName &&
+                !entry.path().filename().string().starts_with(fileName))
+                fs::rename(entry.path(), fs::path(folder) / entry.path().filename());
+        fs::rename(made, finalFile);
+    } catch (...) {
+        if (targetDb.InTransaction())
+            targetDb.Rollback();
+        restore();
+        GetMyTable(d)->Close();
+        fs::remove_all(staging, ec);
         throw;
     }
-    restore();
-    target.Refresh();
+    fs::remove_all(staging, ec);
+    InitLib(d, folder, false);
+    OpenLibrary(d, finalFile.string());
+    if (db::TTable* table = GetMainTable(d); table && table->Active())
+        ReadLibSettings(*GetMyTable(d));
+    SetCurIndex(d);
 }
 
 namespace {
@@ -337,7 +380,9 @@ bool TCustomLibForm::UpdateLibrary() {
     myTable->Close();
     bool restored = false;
     if (complete && CopyOne(folder / fileName, tmp2 / fileName)) {
-        restored = CopyOne(tmp / fileName, folder / fileName);
+        // Renamed, not copied, over the library: a crash leaves either the old file or the new one whole.
+        fs::rename(tmp / fileName, folder / fileName, ec);
+        restored = !ec;
         // A copy back that broke off leaves the saved file in place again.
         if (!restored)
             CopyOne(tmp2 / fileName, folder / fileName);

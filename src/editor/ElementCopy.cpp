@@ -7,26 +7,21 @@
 #include "platform/Errors.h"
 #include "platform/base/LibKinds.h"
 #include "platform/base/LibSchema.h"
+#include "platform/db/DbErrors.h"
 #include "platform/db/Sqlite.h"
 #include "platform/settings/ProgramSettings.h"
 #include "platform/ui/Ui.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace korvel {
 
 namespace {
 
-bool NameFound(db::TTable& table, const std::string& name) {
-    return table.FindKey({db::TValue(name)});
-}
-
 // Looks a name up without moving the table the copy works on.
 bool NameTaken(db::TTable& table, const std::string& indexName, const std::string& name) {
-    db::TTable probe(table.DatabasePtr(), table.TableName());
-    probe.Open();
-    probe.SetIndexName(indexName);
-    return probe.FindKey({db::TValue(name)});
+    return table.SeekKey(indexName, {db::TValue(name)}).has_value();
 }
 
 } // namespace
@@ -54,6 +49,23 @@ bool TAppendOnly::Active(const db::TTable& table) {
     return std::find(tables.begin(), tables.end(), &table) != tables.end();
 }
 
+TReadSnapshot::TReadSnapshot(db::TDatabase& source, const db::TDatabase& target) : source_(source) {
+    if (&source == &target || !source.Active() || source.Connection().InTransaction())
+        return;
+    source.Connection().Exec("BEGIN");
+    open_ = true;
+}
+
+TReadSnapshot::~TReadSnapshot() {
+    if (!open_ || !source_.Active() || !source_.Connection().InTransaction())
+        return;
+    try {
+        source_.Connection().Exec("COMMIT");
+    } catch (...) {
+        // Ending a read changes nothing; the connection gives the snapshot up when it closes.
+    }
+}
+
 TPendingRecord::~TPendingRecord() {
     if (table_.Editing()) {
         try {
@@ -70,34 +82,30 @@ bool CheckNameTwice(IUi& ui, db::TTable& table, const std::string& indexName, st
         table.Append();
         return true;
     }
-    const std::string previous = table.IndexName();
-    table.SetIndexName(indexName);
     int maxLength = 0;
     if (const db::TIndexDef* index = table.Defs().FindIndex(indexName); index && !index->Fields.empty())
         if (const db::TFieldDef* field = table.Defs().FindField(index->Fields.front()))
             maxLength = field->Size;
+    // Names are looked up without switching the table's order: one query per element of a bulk copy.
+    std::optional<db::TBookmark> found;
     bool conflict = false;
-    try {
-        while (NameFound(table, name)) {
-            conflict = true;
-            if (action != TneAction::Cancel && action != TneAction::OverwriteAll &&
-                action != TneAction::SkipAll) {
-                std::string newName = name;
-                action = NameExistsAction(ui, name, 4, newName, maxLength, [&](const std::string& candidate) {
-                    return NameTaken(table, indexName, candidate);
-                });
-                if (action == TneAction::NewName)
-                    name = newName;
-            }
-            if (action != TneAction::NewName)
-                break;
+    while ((found = table.SeekKey(indexName, {db::TValue(name)}))) {
+        conflict = true;
+        if (action != TneAction::Cancel && action != TneAction::OverwriteAll &&
+            action != TneAction::SkipAll) {
+            std::string newName = name;
+            action = NameExistsAction(ui, name, 4, newName, maxLength, [&](const std::string& candidate) {
+                return NameTaken(table, indexName, candidate);
+            });
+            if (action == TneAction::NewName)
+                name = newName;
         }
-    } catch (...) {
-        table.SetIndexName(previous);
-        throw;
+        if (action != TneAction::NewName)
+            break;
     }
-    // The found element stays current across the change of order.
-    table.SetIndexName(previous);
+    // The found element becomes current, as a search would leave it.
+    if (conflict && found)
+        table.GotoBookmark(*found);
     if (conflict &&
         (action == TneAction::Cancel || action == TneAction::Skip || action == TneAction::SkipAll))
         return false;
@@ -188,16 +196,25 @@ void TCustomLibForm::CopyElement(TCustomLibForm& target, int dstTab) {
     TneAction action = TneAction::Overwrite;
     targetDb.StartTransaction();
     try {
+        TReadSnapshot snapshot(GetMyTable(srcTab)->Database(), targetDb);
+        TControlsOff quietSource(*src);
+        TControlsOff quietTarget(*dst);
         int done = 0;
         for (db::TBookmark row : rows) {
             if (!src->GotoBookmark(row))
                 continue;
-            {
+            try {
                 // Each element is whole or absent, whatever fails in the middle of it.
                 db::TSavepoint element(targetDb.Connection());
                 TPendingRecord pending(*dst);
                 CopySingleElement(srcTab, dstTab, target, false, action);
                 element.Commit();
+            } catch (const db::EDatabaseError&) {
+                throw; // the target library itself failed: the run stops
+            } catch (const EKorvelError& e) {
+                // An element that cannot be read is reported (the kind's copy names it) and left out; the
+                // others are copied.
+                Ui().MessageDlg(e.what(), mtError, {mbOK});
             }
             if (action == TneAction::Cancel)
                 break;

@@ -51,6 +51,40 @@ private:
     const db::TTable* table_;
 };
 
+// Silences a table's observers (the element list, bound controls, the editor's element view) while bulk
+// work moves through or stores many records; they are told once, when the guard goes away.
+class TControlsOff {
+public:
+    explicit TControlsOff(db::TTable& table) : table_(table) { table_.DisableControls(); }
+    ~TControlsOff() {
+        try {
+            table_.EnableControls();
+        } catch (...) {
+            // An observer that fails to refresh shows stale rows; the bulk work itself is done.
+        }
+    }
+    TControlsOff(const TControlsOff&) = delete;
+    TControlsOff& operator=(const TControlsOff&) = delete;
+
+private:
+    db::TTable& table_;
+};
+
+// Reads the source of a copy or backup inside one read transaction while the guard lives: every element
+// comes from the same state of the file, and no statement takes a read lock of its own. Does nothing when the
+// source is the target or is in a transaction already.
+class TReadSnapshot {
+public:
+    TReadSnapshot(db::TDatabase& source, const db::TDatabase& target);
+    ~TReadSnapshot();
+    TReadSnapshot(const TReadSnapshot&) = delete;
+    TReadSnapshot& operator=(const TReadSnapshot&) = delete;
+
+private:
+    db::TDatabase& source_;
+    bool open_ = false;
+};
+
 // Drops a record still being written when the guard goes away, so an error between the start of a record and
 // its store leaves nothing that a later store could pick up.
 class TPendingRecord {

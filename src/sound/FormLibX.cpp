@@ -8,6 +8,7 @@
 #include "platform/legacy/Trim.h"
 #include "platform/settings/ConfigLocation.h"
 #include "platform/settings/IniStore.h"
+#include "platform/settings/PathText.h"
 #include "platform/settings/ProgramSettings.h"
 #include "platform/ui/Ui.h"
 #include "sound/SoundSchema.h"
@@ -361,8 +362,13 @@ void TFormLibX::ShowLinks() {
         const std::string& file = spectrum_->LinkedFiles[static_cast<std::size_t>(i)];
         const int tab = GetCurIndex();
         const std::string folder = tab >= 0 && GetMyTable(tab) ? GetMyTable(tab)->Folder() : std::string();
+        // The name comes from the library: one that could lead out of its folder is shown, never joined.
+        const std::optional<std::string> path = FileInFolder(folder, file);
         labelLink_[static_cast<std::size_t>(i)]->SetCaption(
-            file.empty() ? "No document linked." : "Linked document: " + folder + file);
+            file.empty() ? "No document linked."
+            : path
+                ? "Linked document: " + *path
+                : "Linked document refused: \"" + file + "\" is not a plain file name beside the library.");
     }
 }
 

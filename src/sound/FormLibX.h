@@ -126,7 +126,8 @@ public:
 
     // Export of the current tab (FormLibXExport.cpp).
     void ExcelExport1Click(TComponent& sender);
-    void ExportToExcel(const std::string& fileName);
+    // Returns the number of elements written; an element that cannot be read is reported and left out.
+    int ExportToExcel(const std::string& fileName);
 
     // Loudspeaker files (FormLibXClf.cpp): true when an element was added.
     bool Import_CLF(const std::string& fileName);
@@ -261,6 +262,8 @@ private:
 
     // Copying (FormLibXCopy.cpp).
     int MapDirectivity(TFormLibX& target, int dstTab, int srcTab, int number);
+    void CopyLinkedFiles(const acoustic::TCustomLibSpectrum& element, const std::string& srcFolder,
+                         const std::string& dstFolder, const std::string& name);
 
     std::unique_ptr<acoustic::TCustomLibSpectrum> spectrum_;
     std::unique_ptr<acoustic::TEmisLibSpectrum> formulaResult_;

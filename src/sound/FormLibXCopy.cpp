@@ -5,6 +5,8 @@
 #include "platform/base/LibKinds.h"
 #include "platform/base/LibSchema.h"
 #include "platform/base/MyTable.h"
+#include "platform/db/DbErrors.h"
+#include "platform/settings/PathText.h"
 #include "platform/ui/Ui.h"
 #include "sound/FormLibX.h"
 #include "sound/SoundSchema.h"
@@ -88,26 +90,21 @@ void TFormLibX::CopySingleElement(int srcTab, int dstTab, TCustomLibForm& target
     db::TTable& src = ends->Src;
     db::TTable& dst = ends->Dst;
 
-    std::unique_ptr<TCustomLibSpectrum> element = CreateLibSpectrum(LibType());
-    element->ReadFromLibrary(*GetMyTable(srcTab), propDefs_);
     std::string name = FieldText(src, "ElementName");
+    std::unique_ptr<TCustomLibSpectrum> element = CreateLibSpectrum(LibType());
+    try {
+        element->ReadFromLibrary(*GetMyTable(srcTab), propDefs_);
+    } catch (const db::EDatabaseError&) {
+        throw;
+    } catch (const EKorvelError& e) {
+        throw EKorvelError("Element \"" + name + "\" (number " + std::to_string(src.Fields(0).AsLargeInt()) +
+                           ") cannot be copied: " + e.what());
+    }
     const std::string comment = FieldText(src, "Kommentar");
     db::TField* stamp = src.FindField("LastChangeDateTime");
     const db::TValue changed = stamp ? stamp->Value() : db::TValue{};
     db::TField* picture = src.FindField("Graphic");
     const db::TValue graphic = picture ? picture->Value() : db::TValue{};
-
-    // Linked documents lie beside their library: they travel with the element.
-    const std::string srcFolder = GetMyTable(srcTab)->Folder();
-    const std::string dstFolder = target.GetMyTable(dstTab)->Folder();
-    if (fs::path(srcFolder) != fs::path(dstFolder))
-        for (const std::string& file : element->LinkedFiles) {
-            if (file.empty() || !fs::is_regular_file(fs::path(srcFolder) / file))
-                continue;
-            std::error_code ec;
-            fs::copy_file(fs::path(srcFolder) / file, fs::path(dstFolder) / file,
-                          fs::copy_options::overwrite_existing, ec);
-        }
 
     for (int& g : element->Groups)
         if (g != 0) {
@@ -130,7 +127,32 @@ void TFormLibX::CopySingleElement(int srcTab, int dstTab, TCustomLibForm& target
         f->SetValue(graphic);
     element->SaveToLibrary(*target.GetMyTable(dstTab), name);
     PostOrCancel(dst);
+    CopyLinkedFiles(*element, GetMyTable(srcTab)->Folder(), target.GetMyTable(dstTab)->Folder(), name);
     target.FilterString(dstTab, target.filter_);
+}
+
+// Linked documents lie beside their library and travel with a stored copy. Their names come from the
+// library, so a name that could lead out of either folder is refused and nothing is read or written for it.
+void TFormLibX::CopyLinkedFiles(const TCustomLibSpectrum& element, const std::string& srcFolder,
+                                const std::string& dstFolder, const std::string& name) {
+    if (fs::path(srcFolder) == fs::path(dstFolder))
+        return;
+    for (const std::string& file : element.LinkedFiles) {
+        if (file.empty())
+            continue;
+        const std::optional<std::string> from = FileInFolder(srcFolder, file);
+        const std::optional<std::string> to = FileInFolder(dstFolder, file);
+        if (!from || !to) {
+            Ui().MessageDlg("The linked document \"" + file + "\" of element \"" + name +
+                                "\" is not a plain file name beside the library; it is not copied.",
+                            mtWarning, {mbOK});
+            continue;
+        }
+        std::error_code ec;
+        if (!fs::is_regular_file(fs::symlink_status(*from, ec)))
+            continue;
+        fs::copy_file(*from, *to, fs::copy_options::overwrite_existing, ec);
+    }
 }
 
 nlohmann::json TFormLibX::ElementView() {

@@ -123,6 +123,7 @@ void TFormLibX::ImportV42(const std::string& fileName, int& count, int& duplicat
             table->Post();
         table->SetIndexName("EN");
         TBulkTag bulk(*table);
+        TControlsOff quiet(*table);
         batch.emplace(myTable->Database());
         std::array<char, formats::kDosIndexRecordSize> raw{};
         while (in.read(raw.data(), static_cast<std::streamsize>(raw.size())) &&

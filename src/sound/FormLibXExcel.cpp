@@ -3,15 +3,19 @@
 
 #include "editor/ElementCopy.h"
 #include "platform/Errors.h"
+#include "platform/base/MyTable.h"
 #include "platform/db/Collation.h"
+#include "platform/db/Database.h"
 #include "platform/legacy/Trim.h"
 #include "platform/log/Log.h"
+#include "platform/settings/PathText.h"
 #include "platform/text/CaseFold.h"
 #include "platform/ui/Ui.h"
 #include "sound/FormLibX.h"
 
 #include <cstdio>
 #include <filesystem>
+#include <optional>
 
 namespace korvel::sound {
 
@@ -104,6 +108,14 @@ int TFormLibX::ImportAsciiExcel(const std::string& fileName, int& count, int& du
     // Rows that cannot be read are logged by the dialog and the import goes on.
     form.Log = &Host().Log();
     TRunningImport running(form);
+    // The rows go in as one transaction (while they run, not while the dialog is open): a program stopped
+    // half-way leaves none of the file's rows, never a part.
+    TMyTable* myTable = GetMyTable(GetCurIndex());
+    form.Database = myTable && CurrentTable() ? &myTable->Database() : nullptr;
+    // The list and the element view catch up once, after the last row.
+    std::optional<TControlsOff> quiet;
+    if (CurrentTable())
+        quiet.emplace(*CurrentTable());
     if (BeforeExcelImport)
         BeforeExcelImport(form);
     // A caller that settled the dialog already (the command line runs it unseen) does not show it.
@@ -273,10 +285,17 @@ void TFormLibX::SetBitMapFileName(TFieldNameItem& item, const std::string& cellT
     item.Value.clear();
     if (name.empty())
         return;
-    const fs::path file = fs::path(item.Preset) / name;
+    // The picture must lie in the sheet's own folder: a name that could lead elsewhere is not read.
+    const std::optional<std::string> file = FileInFolder(item.Preset, name);
+    if (!file) {
+        Host().Log().AddError("Line " + std::to_string(CurrentLine()) + ", Field \"" + item.Caption +
+                              "\": \"" + name +
+                              "\" is no file of the imported file's folder; no picture is taken");
+        return;
+    }
     std::error_code ec;
-    if (fs::is_regular_file(file, ec))
-        item.Value = file.string();
+    if (fs::is_regular_file(fs::symlink_status(*file, ec)))
+        item.Value = *file;
 }
 
 } // namespace korvel::sound

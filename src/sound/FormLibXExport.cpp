@@ -2,6 +2,7 @@
 // import maps back automatically.
 
 #include "platform/Errors.h"
+#include "platform/image/Picture.h"
 #include "platform/log/Log.h"
 #include "platform/ui/Ui.h"
 #include "sound/FormLibX.h"
@@ -64,6 +65,15 @@ void AppendBytes(void* context, void* data, int size) {
 
 // The stored picture (PNG, or whatever an older library kept) as a Windows bitmap file.
 void WriteBitmap(const std::vector<std::uint8_t>& encoded, const fs::path& file) {
+    // The stored header is checked before anything is decoded: a damaged one may claim any size.
+    const std::optional<TImageSize> size = ImageSizeOf(encoded);
+    if (!size)
+        throw EKorvelError("The picture cannot be read (" + std::to_string(encoded.size()) +
+                           " bytes stored)");
+    if (size->Width > kMaxPictureSide || size->Height > kMaxPictureSide ||
+        static_cast<long long>(size->Width) * size->Height > kMaxPicturePixels)
+        throw EKorvelError("The picture claims " + std::to_string(size->Width) + " x " +
+                           std::to_string(size->Height) + " pixels, more than a picture may have");
     int w = 0, h = 0, channels = 0;
     stbi_uc* pixels =
         stbi_load_from_memory(encoded.data(), static_cast<int>(encoded.size()), &w, &h, &channels, 0);
@@ -118,7 +128,7 @@ void TFormLibX::ExcelExport1Click(TComponent& /*sender*/) {
     ExportToExcel(file->string());
 }
 
-void TFormLibX::ExportToExcel(const std::string& fileName) {
+int TFormLibX::ExportToExcel(const std::string& fileName) {
     const int tab = GetCurIndex();
     db::TTable* table = CurrentTable();
     TMyTable* myTable = tab >= 0 ? GetMyTable(tab) : nullptr;
@@ -181,6 +191,7 @@ void TFormLibX::ExportToExcel(const std::string& fileName) {
     } restore{*this, *table, tab, current};
 
     int row = 0;
+    int exported = 0;
     for (table->First(); !table->Eof(); table->Next()) {
         ++row;
         try {
@@ -191,6 +202,16 @@ void TFormLibX::ExportToExcel(const std::string& fileName) {
             if (e && (e->EntryType == TEmisEntrytype::FormulaLevel ||
                       e->EntryType == TEmisEntrytype::FormulaSpectrum))
                 continue;
+            // The picture is written first: an element whose picture cannot be read leaves no half row.
+            std::string picture;
+            db::TField* graphic = table->FindField("Graphic");
+            if (graphic && !graphic->IsNull()) {
+                const db::TBytes bytes = graphic->AsBytes();
+                if (!bytes.empty()) {
+                    picture = std::to_string(table->FieldByName("Eintrag").AsInteger()) + ".bmp";
+                    WriteBitmap(std::vector<std::uint8_t>(bytes.begin(), bytes.end()), folder / picture);
+                }
+            }
             sheet.Text(row, 0, FieldText(*table, "ElementName"));
             auto value = [&](int band) {
                 return e ? e->GetdBXValue(band) : element->GetValue(band);
@@ -233,16 +254,9 @@ void TFormLibX::ExportToExcel(const std::string& fileName) {
                 if (!group.empty())
                     sheet.Text(row, groupCol + i, group);
             }
-            db::TField* graphic = table->FindField("Graphic");
-            if (graphic && !graphic->IsNull()) {
-                const db::TBytes bytes = graphic->AsBytes();
-                if (!bytes.empty()) {
-                    const std::string picture =
-                        std::to_string(table->FieldByName("Eintrag").AsInteger()) + ".bmp";
-                    WriteBitmap(std::vector<std::uint8_t>(bytes.begin(), bytes.end()), folder / picture);
-                    sheet.Text(row, bitmapCol, picture);
-                }
-            }
+            if (!picture.empty())
+                sheet.Text(row, bitmapCol, picture);
+            ++exported;
         } catch (const std::exception& ex) {
             Ui().MessageDlg(std::string("Element \"") + FieldText(*table, "ElementName") +
                                 "\" cannot be exported: " + ex.what(),
@@ -259,6 +273,7 @@ void TFormLibX::ExportToExcel(const std::string& fileName) {
     if (ec)
         throw EKorvelError("\"" + fileName + "\" cannot be written: " + ec.message());
     pending.File.clear();
+    return exported;
 }
 
 } // namespace korvel::sound

@@ -1,5 +1,6 @@
 #include "DbFixture.h"
 #include "platform/db/DbErrors.h"
+#include "platform/db/JournalMode.h"
 #include "platform/db/Restructure.h"
 
 #include <filesystem>
@@ -221,6 +222,21 @@ TEST_F(DbFixture, BulkWorkInATransactionRollsBackWhole) {
     EXPECT_TRUE(db->InTransaction());
     db->Commit();
     EXPECT_EQ(table->RecordCount(), 2);
+}
+
+} // namespace korvel::test
+
+namespace korvel::test {
+
+TEST(JournalMode, NetworkFoldersUseTheRollbackJournalLocalOnesTheLog) {
+    for (std::int64_t network :
+         std::initializer_list<std::int64_t>{0x6969, 0x517B, 0xFF534D42, 0xFE534D42, 0x65735546})
+        EXPECT_TRUE(db::IsNetworkFileSystem(network)) << std::hex << network;
+    for (std::int64_t local :
+         std::initializer_list<std::int64_t>{0xEF53, 0x01021994, 0x58465342, 0x9123683E, 0x794C7630})
+        EXPECT_FALSE(db::IsNetworkFileSystem(local)) << std::hex << local;
+    TempDir dir;
+    EXPECT_EQ(db::JournalModeForFolder(dir.File("Lib.abs")), "WAL");
 }
 
 } // namespace korvel::test

@@ -221,4 +221,173 @@ TEST_F(DbFixture, StoringARecordDeletedElsewhereIsRefused) {
     EXPECT_EQ(table->State(), db::TDataSetState::Edit);
 }
 
+TEST_F(DbFixture, ConcurrentEditsKeepBothWhenFieldsDifferAndRefuseTheSecondOnTheSameField) {
+    std::int64_t n = Add("a", 1, 1);
+    auto db2 = std::make_shared<db::TDatabase>(fileName);
+    db::TTable other(db2, "Elements");
+    other.Open();
+    ASSERT_TRUE(other.FindKey({TValue{n}}));
+
+    // Different fields: both stores land.
+    table->Edit();
+    table->FieldByName("Gruppen1").SetAsInteger(5);
+    other.Edit();
+    other.FieldByName("Kommentar").SetAsString("from the other program");
+    other.Post();
+    table->Post();
+    other.Refresh();
+    EXPECT_EQ(other.FieldByName("Gruppen1").AsInteger(), 5);
+    EXPECT_EQ(other.FieldByName("Kommentar").AsString(), "from the other program");
+
+    // The same field: the later store is refused and keeps its edit; the earlier one stays stored.
+    table->Edit();
+    table->FieldByName("Gruppen2").SetAsInteger(7);
+    other.Edit();
+    other.FieldByName("Gruppen2").SetAsInteger(8);
+    other.Post();
+    try {
+        table->Post();
+        ADD_FAILURE() << "a store over another program's change went through";
+    } catch (const db::EDatabaseError& e) {
+        EXPECT_NE(std::string(e.what()).find("changed by another program"), std::string::npos) << e.what();
+    }
+    EXPECT_EQ(table->State(), db::TDataSetState::Edit);
+    EXPECT_EQ(table->FieldByName("Gruppen2").AsInteger(), 7);
+    table->Cancel();
+    table->Refresh();
+    EXPECT_EQ(table->FieldByName("Gruppen2").AsInteger(), 8);
+    // Editing again from the stored values succeeds.
+    table->Edit();
+    table->FieldByName("Gruppen2").SetAsInteger(9);
+    table->Post();
+    other.Refresh();
+    EXPECT_EQ(other.FieldByName("Gruppen2").AsInteger(), 9);
+}
+
+TEST_F(DbFixture, RollbackTakesBackTheRecordsCursorsShow) {
+    Add("a");
+    std::int64_t b = Add("b");
+    db::TTable other(db, "Elements");
+    other.Open();
+    ASSERT_TRUE(other.FindKey({TValue{b}}));
+
+    db->StartTransaction();
+    table->Edit();
+    table->FieldByName("Kommentar").SetAsString("undone");
+    table->Post();
+    table->Append();
+    table->FieldByName("ElementName").SetAsString("c");
+    table->Post();
+    ASSERT_EQ(table->FieldByName("ElementName").AsString(), "c");
+    other.Refresh();
+    ASSERT_EQ(other.FieldByName("Kommentar").AsString(), "undone");
+    db->Rollback();
+
+    // Without moving: the inserted record is gone from the cursor that stored it, the undone edit from
+    // the other cursor.
+    EXPECT_NE(table->FieldByName("ElementName").AsString(), "c");
+    EXPECT_EQ(other.FieldByName("Kommentar").AsString(), "");
+    EXPECT_EQ(other.FieldByName("ElementName").AsString(), "b");
+    EXPECT_EQ(table->RecordCount(), 2);
+}
+
+TEST_F(DbFixture, PositionsOfTheOrderLeftComeBackOnlyWhileTheFileIsUnchanged) {
+    Add("c");
+    Add("b");
+    Add("a");
+    table->SetIndexName("p");
+    table->SetRecNo(2); // reads the positions in number order
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "b");
+    table->SetIndexName("EN");
+    table->SetRecNo(3);
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "c");
+    // Back in number order the kept positions answer: "c" was stored first.
+    table->SetIndexName("p");
+    EXPECT_EQ(table->RecNo(), 1);
+    table->SetRecNo(3);
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "a");
+
+    // Another program adds an element: the name order's kept positions are stale and read again.
+    auto db2 = std::make_shared<db::TDatabase>(fileName);
+    db::TTable other(db2, "Elements");
+    other.Open();
+    other.Append();
+    other.FieldByName("ElementName").SetAsString("aa");
+    other.Post();
+    table->SetIndexName("EN");
+    EXPECT_EQ(table->RecordCount(), 4);
+    EXPECT_EQ(table->RecNo(), 1); // "a"
+    table->SetRecNo(2);
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "aa");
+
+    // A store by another cursor of this program makes them stale as well.
+    table->SetIndexName("p"); // keeps the name order's positions
+    db::TTable same(db, "Elements");
+    same.Open();
+    same.Append();
+    same.FieldByName("ElementName").SetAsString("0");
+    same.Post();
+    table->SetIndexName("EN");
+    EXPECT_EQ(table->RecordCount(), 5);
+    table->SetRecNo(1);
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "0");
+    ASSERT_TRUE(table->FindKey({TValue{std::string("c")}}));
+    EXPECT_EQ(table->RecNo(), 5);
+}
+
+TEST_F(DbFixture, StoringAndSteppingOnReadsEachRecordOnceUnlessTheOrderKeyChanges) {
+    db->StartTransaction();
+    for (int i = 0; i < 200; ++i)
+        Add("e" + std::to_string(1000 + i));
+    db->Commit();
+    table->SetIndexName("EN");
+    table->First();
+    const auto before = table->RecordsFetched();
+    int stored = 0;
+    for (; !table->Eof(); table->Next()) {
+        table->Edit();
+        table->FieldByName("Kommentar").SetAsString("seen");
+        table->Post();
+        ++stored;
+    }
+    EXPECT_EQ(stored, 200);
+    // One read of the stored record per store plus the pages walked: far below a page per record.
+    EXPECT_LT(table->RecordsFetched() - before, 3u * 200);
+
+    // A changed name moves the record: the cursor follows it to its new place, the last one.
+    table->First();
+    table->Edit();
+    table->FieldByName("ElementName").SetAsString("zz");
+    table->Post();
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "zz");
+    table->Next();
+    EXPECT_TRUE(table->Eof());
+    table->First();
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "e1001");
+}
+
+TEST_F(DbFixture, SeekKeyLooksUpAnotherIndexWithoutMovingTheCursor) {
+    const std::int64_t pump = Add("Pumpe", 1);
+    Add("Lüfter", 2);
+    Add("Motor", 1);
+    table->SetIndexName("p");
+    table->Last();
+    ASSERT_EQ(table->FieldByName("ElementName").AsString(), "Motor");
+    // The name index ignores case; the cursor stays where it was, in its own order.
+    EXPECT_EQ(table->SeekKey("EN", {TValue{std::string("PUMPE")}}), pump);
+    EXPECT_EQ(table->SeekKey("EN", {TValue{std::string("LÜFTER")}}), pump + 1);
+    EXPECT_FALSE(table->SeekKey("EN", {TValue{std::string("Pump")}}));
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "Motor");
+    EXPECT_EQ(table->IndexName(), "p");
+    table->Prior();
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "Lüfter");
+    // On the cursor's own index, and through its filter.
+    EXPECT_EQ(table->SeekKey("p", {TValue{pump}}), pump);
+    table->SetFilter("Gruppen1 = 1");
+    table->SetFiltered(true);
+    EXPECT_FALSE(table->SeekKey("EN", {TValue{std::string("Lüfter")}}));
+    EXPECT_EQ(table->SeekKey("EN", {TValue{std::string("motor")}}), pump + 2);
+    EXPECT_THROW(table->SeekKey("missing", {TValue{std::string("x")}}), db::EDatabaseError);
+}
+
 } // namespace korvel::test

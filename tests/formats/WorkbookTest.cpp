@@ -4,9 +4,15 @@
 #include "platform/Errors.h"
 #include "support/TempDir.h"
 
+#include <cstring>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
+#include <iostream>
 #include <sstream>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <utility>
 #include <vector>
 #include <zip.h>
@@ -148,8 +154,16 @@ TEST(XlsxReader, RefusesDamagedPartsWithAMessage) {
     EXPECT_NE(message(parts).find("shared text that does not exist"), std::string::npos) << message(parts);
     parts = SampleParts(SheetXml(R"(<row r="1"><c r="1A"><v>1</v></c></row>)"));
     EXPECT_NE(message(parts).find("\"1A\" is invalid"), std::string::npos) << message(parts);
-    parts = SampleParts("<worksheet><sheetData><row>");
-    EXPECT_NE(message(parts).find("no well-formed XML"), std::string::npos) << message(parts);
+    // Damage inside a row, around the rows, or a part that ends early.
+    for (const std::string sheet :
+         {"<worksheet><sheetData><row>",
+          "<worksheet><sheetData><row><c><v>1</x></c></row></sheetData></worksheet>",
+          "<worksheet><sheetData><row/></worksheet>", "<worksheet a=\"1><sheetData/></worksheet>"}) {
+        parts = SampleParts(sheet);
+        EXPECT_NE(message(parts).find("\"xl/worksheets/sheet1.xml\" is no well-formed XML"),
+                  std::string::npos)
+            << sheet << ": " << message(parts);
+    }
     parts = SampleParts(kFirstSheet);
     parts.erase(parts.begin() + 5); // the first sheet's part
     EXPECT_NE(message(parts).find("is missing"), std::string::npos) << message(parts);
@@ -187,12 +201,29 @@ TEST(XlsxReader, EnforcesTheLimits) {
     limits = {};
     EXPECT_EQ(refusal(SampleParts(SheetXml(R"(<row r="1"><c r="XFE1"><v>1</v></c></row>)")), limits),
               "The sheet \"Levels\" has more than 16384 columns.");
+    limits.MaxCellBytes = 11;
+    EXPECT_EQ(refusal(SampleParts(kFirstSheet), limits),
+              "The cell A1 of the sheet \"Levels\" holds more than 11 bytes.");
+    limits = {};
+    limits.MaxCells = 2; // the three shared texts count as cells
+    EXPECT_EQ(refusal(SampleParts(SheetXml("")), limits), "The workbook has more than 2 shared texts.");
+    limits = {};
+    limits.MaxSharedStringsBytes = 100;
+    EXPECT_EQ(refusal(SampleParts(kFirstSheet), limits),
+              "The part \"xl/sharedStrings.xml\" is larger than 100 bytes when unpacked.");
+    limits = {};
+    limits.MaxPartBytes = 4000; // one row is parsed whole, so it is bound like a whole part
+    const std::string longRow =
+        R"(<row><c t="inlineStr"><is><t>)" + std::string(5000, 'x') + "</t></is></c></row>";
+    EXPECT_EQ(refusal(SampleParts(SheetXml(longRow)), limits),
+              "An element of the part \"xl/worksheets/sheet1.xml\" is larger than 4000 bytes.");
+    limits = {};
 
     // A small archive that unpacks to far more than it is worth.
     const std::string rows =
         R"(<row r="1"><c r="A1" t="inlineStr"><is><t>)" + std::string(500000, 'x') + "</t></is></c></row>";
     const TParts bomb = SampleParts(SheetXml(rows));
-    limits.MaxPartBytes = 20000;
+    limits.MaxSheetPartBytes = 20000;
     EXPECT_EQ(refusal(bomb, limits),
               "The part \"xl/worksheets/sheet1.xml\" is larger than 20000 bytes when unpacked.");
     EXPECT_LT(ReadFile(file).size(), 20000u);
@@ -218,6 +249,187 @@ TEST(XlsxReader, EnforcesTheLimits) {
         EXPECT_STREQ(e.what(),
                      "The part \"xl/worksheets/sheet1.xml\" is larger than 20000 bytes when unpacked.");
     }
+}
+
+// A sheet part produced row by row while the archive is written, so that big sheets never sit in memory.
+struct TRowSource {
+    std::string Head, Tail;
+    std::function<std::string(std::size_t)> Row;
+    std::size_t Rows = 0;
+    std::size_t Next = 0;
+    std::string Piece;
+    std::size_t Offset = 0;
+    std::uint64_t Bytes = 0;
+};
+
+zip_int64_t RowCallback(void* state, void* data, zip_uint64_t len, zip_source_cmd_t cmd) {
+    auto& s = *static_cast<TRowSource*>(state);
+    switch (cmd) {
+    case ZIP_SOURCE_OPEN:
+        s.Next = 0;
+        s.Piece = s.Head;
+        s.Offset = 0;
+        s.Bytes = 0;
+        return 0;
+    case ZIP_SOURCE_READ: {
+        zip_uint64_t done = 0;
+        while (done < len && !s.Piece.empty()) {
+            const std::size_t n = std::min<std::size_t>(s.Piece.size() - s.Offset, len - done);
+            std::memcpy(static_cast<char*>(data) + done, s.Piece.data() + s.Offset, n);
+            done += n;
+            s.Offset += n;
+            if (s.Offset == s.Piece.size()) {
+                s.Offset = 0;
+                s.Piece = s.Next < s.Rows ? s.Row(s.Next++) : s.Next++ == s.Rows ? s.Tail : std::string();
+            }
+        }
+        s.Bytes += done;
+        return static_cast<zip_int64_t>(done);
+    }
+    case ZIP_SOURCE_CLOSE:
+    case ZIP_SOURCE_FREE:
+        return 0;
+    case ZIP_SOURCE_STAT: {
+        auto* st = static_cast<zip_stat_t*>(data);
+        zip_stat_init(st);
+        return sizeof(zip_stat_t);
+    }
+    case ZIP_SOURCE_ERROR:
+        return zip_error_to_data(nullptr, data, len);
+    case ZIP_SOURCE_SUPPORTS:
+        return zip_source_make_command_bitmap(ZIP_SOURCE_OPEN, ZIP_SOURCE_READ, ZIP_SOURCE_CLOSE,
+                                              ZIP_SOURCE_STAT, ZIP_SOURCE_ERROR, ZIP_SOURCE_FREE, -1);
+    default:
+        return -1;
+    }
+}
+
+// The sample workbook with its first sheet generated; returns the unpacked size of that sheet.
+std::uint64_t WriteGeneratedZip(const std::string& fileName, TRowSource& sheet) {
+    TParts parts = SampleParts("");
+    parts.erase(parts.begin() + 5);
+    WriteZip(fileName, parts);
+    int error = 0;
+    zip_t* archive = zip_open(fileName.c_str(), 0, &error);
+    EXPECT_NE(archive, nullptr);
+    zip_source_t* source = zip_source_function(archive, &RowCallback, &sheet);
+    const zip_int64_t index = zip_file_add(archive, "xl/worksheets/sheet1.xml", source, 0);
+    EXPECT_GE(index, 0);
+    zip_set_file_compression(archive, static_cast<zip_uint64_t>(index), ZIP_CM_DEFLATE, 1);
+    EXPECT_EQ(zip_close(archive), 0);
+    return sheet.Bytes;
+}
+
+TEST(XlsxReader, StreamsRowsWhateverTheChunkBordersAndPrefixes) {
+    // Rows of uneven length put every kind of markup across the borders where unpacking and parsing cut
+    // the part: long attributes holding '>', comments and CDATA holding row ends, self-closed rows, rows
+    // without a number, and a namespace prefix on every element.
+    const auto expected = [](std::size_t row, std::size_t col) {
+        if (row % 7 == 3)
+            return std::string();
+        return col == 0 ? "E" + std::to_string(row) + std::string(row % 300, 'x') + "</x:row>"
+                        : std::to_string(row * 10 + col);
+    };
+    for (const std::string prefix : {"", "x:"}) {
+        SCOPED_TRACE(prefix);
+        TRowSource sheet;
+        sheet.Head =
+            kXml + "<" + prefix + "worksheet " +
+            (prefix.empty() ? kMain
+                            : R"(xmlns:x="http://schemas.openxmlformats.org/spreadsheetml/2006/main")") +
+            "><" + prefix + "dimension ref=\"A1:D3000\"/><" + prefix + "sheetData>" +
+            std::string(600'000, ' ');
+        sheet.Tail =
+            "</" + prefix + "sheetData><" + prefix + "pageMargins left=\"0.7\"/></" + prefix + "worksheet>";
+        sheet.Rows = 3000;
+        sheet.Row = [&](std::size_t row) {
+            const std::string number = row % 5 == 1 ? "" : " r=\"" + std::to_string(row + 1) + "\"";
+            if (row % 7 == 3)
+                return "<" + prefix + "row" + number + " spans=\"1:4\"/>\n";
+            std::string xml = "<" + prefix + "row" + number + " note=\"a > b '" +
+                              std::string(row % 1999, 'q') + "\"><!-- </" + prefix + "row> --><" + prefix +
+                              "c t=\"inlineStr\"><" + prefix + "is><" + prefix + "t><![CDATA[" +
+                              expected(row, 0) + "]]></" + prefix + "t></" + prefix + "is></" + prefix + "c>";
+            for (std::size_t col = 1; col < 4; ++col)
+                xml += "<" + prefix + "c><" + prefix + "v>" + expected(row, col) + "</" + prefix + "v></" +
+                       prefix + "c>";
+            return xml + "</" + prefix + "row>\r\n";
+        };
+        test::TempDir dir;
+        const std::string file = dir.File("rows.xlsx");
+        ASSERT_GT(WriteGeneratedZip(file, sheet), 2u << 20); // several unpacking and parsing batches
+        const TWorkbook book = ReadXlsx(file);
+        const TSheet& read = book.Sheets[0];
+        ASSERT_EQ(read.Rows.size(), 2999u); // the last row is empty
+        std::size_t wrong = 0;
+        for (std::size_t row = 0; row < 3000; ++row)
+            for (std::size_t col = 0; col < 5; ++col)
+                wrong += read.Cell(row, col) != (col < 4 ? expected(row, col) : "");
+        EXPECT_EQ(wrong, 0u);
+        EXPECT_EQ(book.Sheets[1].Cell(0, 0), "Only");
+    }
+}
+
+TEST(XlsxReader, ReadsABigSheetInMemoryNearItsCells) {
+    // 200,000 rows of 40 columns: the part unpacks to far more than one batch, and the reader must not
+    // hold it, let alone a tree of it. Measured in a child so that nothing else in this process counts.
+    TRowSource sheet;
+    sheet.Head = kXml + "<worksheet " + kMain + "><sheetData>";
+    sheet.Tail = "</sheetData></worksheet>";
+    sheet.Rows = 200'000;
+    sheet.Row = [](std::size_t row) {
+        const std::string n = std::to_string(row + 1);
+        std::string xml = "<row r=\"" + n + "\" spans=\"1:40\"><c r=\"A" + n +
+                          "\" t=\"inlineStr\"><is><t>Fan " + n + "</t></is></c>";
+        for (std::size_t col = 1; col < 40; ++col)
+            xml += "<c r=\"" + ColumnLetters(col) + n + "\" s=\"4\"><v>" + std::to_string(col % 9) +
+                   ".5</v></c>";
+        return xml + "</row>";
+    };
+    test::TempDir dir;
+    const std::string file = dir.File("big.xlsx");
+    const std::uint64_t partBytes = WriteGeneratedZip(file, sheet);
+
+    int pipeFds[2];
+    ASSERT_EQ(pipe(pipeFds), 0);
+    const pid_t pid = fork();
+    ASSERT_GE(pid, 0);
+    if (pid == 0) {
+        close(pipeFds[0]);
+        rusage before{};
+        getrusage(RUSAGE_SELF, &before);
+        long result[3] = {-1, 0, 0};
+        try {
+            const TWorkbook book = ReadXlsx(file);
+            const TSheet& read = book.Sheets[0];
+            rusage after{};
+            getrusage(RUSAGE_SELF, &after);
+            result[0] = after.ru_maxrss - before.ru_maxrss;
+            result[1] = read.Cell(199'999, 0) == "Fan 200000" && read.Cell(123, 39) == "3.5" &&
+                        read.Rows.size() == 200'000 && read.ColumnCount() == 40;
+            // What the cells themselves take: every slot a string, every row a vector.
+            result[2] = static_cast<long>(
+                (read.Rows.size() * (sizeof(std::vector<std::string>) + 40 * sizeof(std::string))) / 1024);
+        } catch (const std::exception&) {
+        }
+        [[maybe_unused]] const auto written = write(pipeFds[1], result, sizeof result);
+        _exit(0);
+    }
+    close(pipeFds[1]);
+    long result[3] = {-1, 0, 0};
+    const auto got = read(pipeFds[0], result, sizeof result);
+    close(pipeFds[0]);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    ASSERT_EQ(got, static_cast<ssize_t>(sizeof result));
+    ASSERT_GE(result[0], 0) << "the sheet was not read";
+    EXPECT_EQ(result[1], 1) << "cells read wrong";
+    const long partKiB = static_cast<long>(partBytes / 1024);
+    std::cout << "[ measured ] part " << partKiB / 1024 << " MB, cells " << result[2] / 1024
+              << " MB, peak growth " << result[0] / 1024 << " MB\n";
+#if !defined(__SANITIZE_ADDRESS__) // its quarantine keeps freed batches alive
+    EXPECT_LT(result[0], result[2] + 48 * 1024) << "more than the cells and a few batches";
+#endif
 }
 
 TEST(SerialDates, FollowTheSpreadsheetCalendar) {
@@ -413,6 +625,16 @@ TEST(TextTable, EnforcesLimitsAndNamesTheFile) {
         EXPECT_NE(std::string(e.what()).find("Levels.CSV"), std::string::npos) << e.what();
     }
     EXPECT_THROW(ReadWorkbook(dir.File("missing.txt")), EKorvelError);
+    limits = {};
+    limits.MaxTextTableBytes = 7;
+    WriteFile(file, "a,b\n1,2\n");
+    try {
+        ReadWorkbook(file, limits);
+        FAIL() << "no error";
+    } catch (const EKorvelError& e) {
+        EXPECT_NE(std::string(e.what()).find("more than the 7 a text table may have"), std::string::npos)
+            << e.what();
+    }
 }
 
 } // namespace

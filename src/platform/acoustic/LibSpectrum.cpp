@@ -6,6 +6,7 @@
 #include "platform/base/Blob.h"
 #include "platform/base/MyTable.h"
 #include "platform/db/Table.h"
+#include "platform/settings/PathText.h"
 
 #include <algorithm>
 #include <cmath>
@@ -216,8 +217,7 @@ void TCustomLibSpectrum::ShiftToSum(double sum, double current,
 void TCustomLibSpectrum::SetLinkedFile(int slot, const std::string& fileName) {
     if (slot < 0 || slot >= kLinkedFileSlots)
         throw EKorvelError("There is no linked document " + std::to_string(slot + 1) + ".");
-    if (fileName.find_first_of("/\\:") != std::string::npos || fileName == ".." || fileName == "." ||
-        fileName.find("..") != std::string::npos)
+    if (!fileName.empty() && !IsPlainFileName(fileName))
         throw EKorvelError("\"" + fileName +
                            "\" is not a plain file name: linked documents must lie beside the library.");
     LinkedFiles[static_cast<std::size_t>(slot)] = fileName;

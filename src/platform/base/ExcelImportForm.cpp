@@ -1,6 +1,7 @@
 #include "platform/base/ExcelImportForm.h"
 
 #include "platform/Errors.h"
+#include "platform/db/Database.h"
 #include "platform/log/Log.h"
 #include "platform/text/CaseFold.h"
 #include "platform/ui/DialogButtons.h"
@@ -124,7 +125,9 @@ void TExcelImportForm::BuildControls() {
             return;
         }
         style.PickList.push_back({});
-        for (int c = 0; c < ColumnCount(); ++c)
+        // The count walks every row of the sheet: once, not per column.
+        const int count = ColumnCount();
+        for (int c = 0; c < count; ++c)
             style.PickList.push_back(ColumnLabel(c));
     };
     vgMapping_->OnSetText = [this](int col, int row, const std::string& text) {
@@ -159,7 +162,8 @@ int TExcelImportForm::ColumnCount() const {
 
 std::vector<std::string> TExcelImportForm::Headings() const {
     std::vector<std::string> headings;
-    for (int c = 0; c < ColumnCount(); ++c)
+    const int count = ColumnCount();
+    for (int c = 0; c < count; ++c)
         headings.push_back(Sheet().Cell(static_cast<std::size_t>(headerRow_), static_cast<std::size_t>(c)));
     return headings;
 }
@@ -286,6 +290,25 @@ int TExcelImportForm::RunImport() {
     TWaitCursor wait(Ui());
     Imported = 0;
     Duplicates = 0;
+    if (Database == nullptr)
+        return ImportRows();
+    Database->StartTransaction();
+    int handed = 0;
+    try {
+        handed = ImportRows();
+    } catch (...) {
+        try {
+            Database->Commit();
+        } catch (...) {
+            // The error that ended the import travels on.
+        }
+        throw;
+    }
+    Database->Commit();
+    return handed;
+}
+
+int TExcelImportForm::ImportRows() {
     int handed = 0;
     const formats::TSheet& sheet = Sheet();
     const int count = LineCount();

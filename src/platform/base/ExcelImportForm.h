@@ -17,6 +17,10 @@
 
 namespace korvel {
 
+namespace db {
+class TDatabase;
+}
+
 class TLog;
 class TExcelImportForm;
 struct TFieldNameItem;
@@ -83,6 +87,9 @@ public:
     // Where a row that fails with EKorvelError is reported ("Line %d: ..."); the import goes on with the
     // next row. Without a log such rows are passed over silently.
     TLog* Log = nullptr;
+    // When set, the rows of one import are stored in one transaction of it; what was stored before an error
+    // that ends the import is kept.
+    db::TDatabase* Database = nullptr;
 
     // What the mapping grid shows for a column: its trimmed heading, else its letter; "" for -1.
     std::string ColumnLabel(int column) const;
@@ -96,6 +103,7 @@ public:
     TValueGrid& VGPreview() const { return *vgPreview_; }
 
 private:
+    int ImportRows();
     // Builds the controls (sheet box, header row, mapping grid: field caption and column heading, preview
     // of the first rows, OK/Cancel); OK runs the import.
     void BuildControls();

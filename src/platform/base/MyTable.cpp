@@ -112,9 +112,40 @@ bool TMyTable::Exists() {
 }
 
 bool LibraryExists(int libType, const std::string& folder, bool readOnly) {
+    // Opening for writing adds the engine's own tables: a file that is no library of the kind is only read.
+    if (!readOnly && !LibraryExists(libType, folder, true))
+        return false;
     TMyTable probe(TableNames(libType));
     probe.InitLibX(folder, LibName(libType), TableNames(libType), readOnly, false);
     return probe.Exists();
+}
+
+std::string LibraryFileProblem(int libType, const std::string& folder, bool readOnly) {
+    const std::string file = IncludeTrailingSeparator(folder) + LibName(libType);
+    std::error_code ec;
+    if (!std::filesystem::exists(file, ec))
+        return {};
+    if (!std::filesystem::is_regular_file(file, ec))
+        return "\"" + file + "\" is not a library file";
+    db::TDatabase probe(file);
+    probe.SetReadOnly(true);
+    try {
+        probe.Open(false);
+        const bool hasTable = probe.TableExists(TableNames(libType).front());
+        probe.Close();
+        if (!hasTable)
+            return "\"" + file + "\" holds no table \"" + TableNames(libType).front() +
+                   "\": it is not a library of this kind";
+        // Opening for writing reads more of the file (its key tables), which a damaged file may fail.
+        if (!readOnly) {
+            probe.SetReadOnly(false);
+            probe.Open(false);
+            probe.Close();
+        }
+    } catch (const EKorvelError& e) {
+        return e.what();
+    }
+    return {};
 }
 
 } // namespace korvel

@@ -56,4 +56,9 @@ private:
 // when asked), never made.
 bool LibraryExists(int libType, const std::string& folder, bool readOnly = true);
 
+// Why a file under the kind's library name in folder is no usable library (damaged, not a library, no
+// table of the kind), naming the file; empty when there is no such file or it is a usable library. The file
+// is opened for writing only when asked and only after it was read as a library of the kind.
+std::string LibraryFileProblem(int libType, const std::string& folder, bool readOnly = true);
+
 } // namespace korvel

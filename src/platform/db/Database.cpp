@@ -2,8 +2,10 @@
 
 #include "platform/db/Collation.h"
 #include "platform/db/DbErrors.h"
+#include "platform/db/JournalMode.h"
 #include "platform/db/Restructure.h"
 #include "platform/db/Schema.h"
+#include "platform/db/Table.h"
 #include "platform/text/CaseFold.h"
 
 #include <algorithm>
@@ -110,12 +112,15 @@ void TDatabase::Open(bool create) {
         conn_.Exec("SELECT count(*) FROM sqlite_master");
         RegisterFunctions(conn_.Handle());
         if (!readOnly_) {
-            conn_.Exec("PRAGMA journal_mode=WAL");
+            conn_.Exec("PRAGMA journal_mode=" + JournalModeForFolder(fileName_));
             conn_.Exec("PRAGMA synchronous=FULL");
             EnsureMetadata();
             RebuildCollationKeysIfStale();
         }
         dataVersion_ = std::make_unique<TStatement>(conn_.Handle(), "PRAGMA data_version");
+        versionUnderWriteLock_ = false;
+        sqlite3_commit_hook(conn_.Handle(), &TDatabase::OnTransactionEnd, this);
+        sqlite3_rollback_hook(conn_.Handle(), &TDatabase::OnRollbackEnd, this);
     } catch (const EDatabaseError& e) {
         dataVersion_.reset();
         conn_.Close();
@@ -133,7 +138,16 @@ void TDatabase::Close() {
     }
     transactionDepth_ = 0;
     dataVersion_.reset();
+    cached_.clear();
     conn_.Close();
+}
+
+TStatement& TDatabase::Cached(const std::string& sql) {
+    auto it = cached_.find(sql);
+    if (it == cached_.end()) {
+        it = cached_.emplace(sql, std::make_unique<TStatement>(conn_.Handle(), sql)).first;
+    }
+    return *it->second;
 }
 
 void TDatabase::DeleteDatabase() {
@@ -281,7 +295,7 @@ std::optional<std::string> TDatabase::Restructure(const std::string& tableName, 
             throw EDatabaseError("The library \"" + fileName_ + "\" is read-only");
         }
         if (std::any_of(openCursors_.begin(), openCursors_.end(),
-                        [&](const std::string& t) { return SameName(t, tableName); })) {
+                        [&](const TTable* t) { return SameName(t->TableName(), tableName); })) {
             throw EDatabaseError("The table \"" + tableName + "\" is open; close it before restructuring");
         }
         TTableDef oldDef = ReadTableDef(tableName);
@@ -364,31 +378,37 @@ std::optional<std::string> TDatabase::Restructure(const std::string& tableName, 
 std::int64_t TDatabase::NextAutoIncValue(const std::string& tableName) {
     std::int64_t seq = 0;
     try {
-        TStatement q(Connection().Handle(), "SELECT seq FROM sqlite_sequence WHERE name = ?");
+        Connection();
+        TStatement& q = Cached("SELECT seq FROM sqlite_sequence WHERE name = ?");
         q.Bind(1, tableName);
         if (q.Step()) {
             seq = q.ColumnInt(0);
         }
+        q.Reset();
     } catch (const EDatabaseError&) {
         // No autoincrement table has stored anything yet.
     }
-    TStatement max(conn_.Handle(), "SELECT coalesce(max(rowid), 0) FROM " + QuoteIdent(tableName));
+    TStatement& max = Cached("SELECT coalesce(max(rowid), 0) FROM " + QuoteIdent(tableName));
     max.Step();
-    return std::max(seq, max.ColumnInt(0)) + 1;
+    const std::int64_t highest = max.ColumnInt(0);
+    max.Reset();
+    return std::max(seq, highest) + 1;
 }
 
 void TDatabase::RaiseNextAutoIncValue(const std::string& tableName, std::int64_t next) {
     if (next <= NextAutoIncValue(tableName))
         return;
-    TStatement update(conn_.Handle(), "UPDATE sqlite_sequence SET seq = ? WHERE name = ?");
+    TStatement& update = Cached("UPDATE sqlite_sequence SET seq = ? WHERE name = ?");
     update.Bind(1, next - 1);
     update.Bind(2, tableName);
-    update.Step();
+    update.Run();
+    update.Reset();
     if (sqlite3_changes(conn_.Handle()) == 0) {
-        TStatement insert(conn_.Handle(), "INSERT INTO sqlite_sequence (name, seq) VALUES (?, ?)");
+        TStatement& insert = Cached("INSERT INTO sqlite_sequence (name, seq) VALUES (?, ?)");
         insert.Bind(1, tableName);
         insert.Bind(2, next - 1);
-        insert.Step();
+        insert.Run();
+        insert.Reset();
     }
     NoteLocalChange();
 }
@@ -420,26 +440,43 @@ void TDatabase::Rollback() {
     transactionDepth_ = 0;
     conn_.Exec("ROLLBACK");
     NoteLocalChange();
+    // A cursor may show a record the rollback took back: an insert that is gone or an edit undone.
+    for (TTable* cursor : std::vector<TTable*>(openCursors_)) {
+        cursor->AfterRollback();
+    }
+}
+
+int TDatabase::OnTransactionEnd(void* self) {
+    static_cast<TDatabase*>(self)->versionUnderWriteLock_ = false;
+    return 0; // let the commit go ahead
+}
+
+void TDatabase::OnRollbackEnd(void* self) {
+    static_cast<TDatabase*>(self)->versionUnderWriteLock_ = false;
 }
 
 std::uint64_t TDatabase::ExternalVersion() {
-    std::uint64_t external = 0;
-    if (dataVersion_) {
-        dataVersion_->Reset();
-        if (dataVersion_->Step()) {
-            external = static_cast<std::uint64_t>(dataVersion_->ColumnInt(0));
-        }
-        dataVersion_->Reset();
+    if (!dataVersion_) {
+        return 0;
     }
-    return external;
+    // While this connection holds the write lock no other program can commit: the answer read under the
+    // same lock still holds, which spares bulk work a query per record. The hooks end it with the lock.
+    if (versionUnderWriteLock_ && sqlite3_txn_state(conn_.Handle(), "main") == SQLITE_TXN_WRITE) {
+        return externalVersion_;
+    }
+    dataVersion_->Reset();
+    externalVersion_ = dataVersion_->Step() ? static_cast<std::uint64_t>(dataVersion_->ColumnInt(0)) : 0;
+    dataVersion_->Reset();
+    versionUnderWriteLock_ = sqlite3_txn_state(conn_.Handle(), "main") == SQLITE_TXN_WRITE;
+    return externalVersion_;
 }
 
-void TDatabase::RegisterCursor(const std::string& tableName) {
-    openCursors_.push_back(tableName);
+void TDatabase::RegisterCursor(TTable& cursor) {
+    openCursors_.push_back(&cursor);
 }
 
-void TDatabase::UnregisterCursor(const std::string& tableName) {
-    auto it = std::find(openCursors_.begin(), openCursors_.end(), tableName);
+void TDatabase::UnregisterCursor(TTable& cursor) {
+    auto it = std::find(openCursors_.begin(), openCursors_.end(), &cursor);
     if (it != openCursors_.end()) {
         openCursors_.erase(it);
     }

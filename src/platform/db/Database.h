@@ -4,6 +4,7 @@
 #include "platform/db/Sqlite.h"
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,6 +13,7 @@
 namespace korvel::db {
 
 class TRestructure;
+class TTable;
 
 // One library file: a SQLite database holding the library's tables, the declarations of their fields and
 // indexes, and nothing the stock sqlite3 tool cannot read.
@@ -77,11 +79,15 @@ public:
     std::uint64_t ExternalVersion();
     void NoteLocalChange() { ++localChanges_; }
 
-    // Open cursors register themselves so a restructure can refuse to pull a table from under one.
-    void RegisterCursor(const std::string& tableName);
-    void UnregisterCursor(const std::string& tableName);
+    // Open cursors register themselves so a restructure can refuse to pull a table from under one and a
+    // rollback can take back the records they show.
+    void RegisterCursor(TTable& cursor);
+    void UnregisterCursor(TTable& cursor);
 
 private:
+    TStatement& Cached(const std::string& sql);
+    static int OnTransactionEnd(void* self);
+    static void OnRollbackEnd(void* self);
     void EnsureMetadata();
     void RebuildCollationKeysIfStale();
     void ExecWrite(const std::string& sql);
@@ -90,9 +96,13 @@ private:
     bool readOnly_ = false;
     TSqliteConnection conn_;
     std::unique_ptr<TStatement> dataVersion_;
+    // Statements the database runs often itself (numbering), prepared once per connection.
+    std::map<std::string, std::unique_ptr<TStatement>> cached_;
+    std::uint64_t externalVersion_ = 0;
+    bool versionUnderWriteLock_ = false;
     std::uint64_t localChanges_ = 0;
     int transactionDepth_ = 0;
-    std::vector<std::string> openCursors_;
+    std::vector<TTable*> openCursors_;
 };
 
 } // namespace korvel::db

@@ -99,13 +99,13 @@ void TTable::Open() {
         indexName_.clear();
     }
     compiledFilter_.reset();
-    database_->RegisterCursor(tableName_);
+    database_->RegisterCursor(*this);
     state_ = TDataSetState::Browse;
     try {
         RebuildSql();
         First();
     } catch (...) {
-        database_->UnregisterCursor(tableName_);
+        database_->UnregisterCursor(*this);
         state_ = TDataSetState::Inactive;
         sql_.reset();
         statements_.clear();
@@ -127,7 +127,7 @@ void TTable::Close() {
     sql_.reset();
     window_.clear();
     Invalidate();
-    database_->UnregisterCursor(tableName_);
+    database_->UnregisterCursor(*this);
     state_ = TDataSetState::Inactive;
     Notify(TDataEvent::DataSetChange);
     Fire(AfterClose);
@@ -270,6 +270,7 @@ void TTable::Edit() {
     }
     Fire(BeforeEdit);
     editBuffer_ = window_[current_];
+    editOriginal_ = window_[current_];
     modified_.assign(defs_.Fields.size(), false);
     SetState(TDataSetState::Edit);
     Fire(AfterEdit);
@@ -313,6 +314,7 @@ void TTable::Post() {
     }
     WriteRecord();
     editBuffer_ = TRecord{};
+    editOriginal_ = TRecord{};
     modified_.clear();
     SetState(TDataSetState::Browse);
     Notify(TDataEvent::RecordChange);
@@ -381,23 +383,59 @@ void TTable::WriteRecord() {
         for (size_t i = 0; i < columns.size(); ++i) {
             sql += (i ? ", " : "") + columns[i] + " = ?";
         }
+        // Only when the changed fields still hold what this edit started from: two programs editing the
+        // same field of one element must not silently overwrite each other.
         sql += " WHERE rowid = ?";
-        TStatement st(conn.Handle(), sql);
-        for (size_t i = 0; i < values.size(); ++i) {
-            BindValue(st, static_cast<int>(i) + 1, values[i]);
+        std::vector<const TValue*> guards;
+        for (size_t i = 0; i < defs_.Fields.size(); ++i) {
+            if (modified_[i] && i < editOriginal_.Values.size()) {
+                sql += " AND " + QuoteIdent(defs_.Fields[i].Name) + " IS ?";
+                guards.push_back(&editOriginal_.Values[i]);
+            }
         }
-        st.Bind(static_cast<int>(values.size()) + 1, rowid);
+        TStatement st(conn.Handle(), sql);
+        int index = 1;
+        for (const auto& v : values) {
+            BindValue(st, index++, v);
+        }
+        st.Bind(index++, rowid);
+        for (const TValue* v : guards) {
+            BindValue(st, index++, *v);
+        }
         st.Run();
         if (conn.Changes() == 0) {
+            if (FetchByRowId(rowid)) {
+                throw EDatabaseError("The record was changed by another program since editing began; it was "
+                                     "not stored. Cancel the edit to see the stored values");
+            }
             throw EDatabaseError("The record was deleted by another user; it cannot be stored");
         }
     }
     database_->NoteLocalChange();
     Invalidate();
     auto stored = FetchByRowId(rowid);
-    if (stored) {
-        ShowRecord(std::move(*stored), std::nullopt);
+    if (!stored) {
+        return;
     }
+    // An edit that leaves the record's place in the order keeps the page around it, so a loop that stores
+    // and steps on does not read a new page for every record.
+    if (!inserting && !OrderKeyModified() && current_ < window_.size() && window_[current_].RowId == rowid) {
+        window_[current_] = std::move(*stored);
+        Notify(TDataEvent::RecordChange);
+        return;
+    }
+    ShowRecord(std::move(*stored), std::nullopt);
+}
+
+bool TTable::OrderKeyModified() const {
+    const TIndexDef* index = indexName_.empty() ? nullptr : defs_.FindIndex(indexName_);
+    if (!index) {
+        return false;
+    }
+    return std::any_of(index->Fields.begin(), index->Fields.end(), [&](const std::string& name) {
+        int i = defs_.FieldIndex(name);
+        return i < 0 || modified_[static_cast<size_t>(i)];
+    });
 }
 
 void TTable::Cancel() {
@@ -407,6 +445,7 @@ void TTable::Cancel() {
     }
     Fire(BeforeCancel);
     editBuffer_ = TRecord{};
+    editOriginal_ = TRecord{};
     modified_.clear();
     SetState(TDataSetState::Browse);
     Notify(TDataEvent::RecordChange);

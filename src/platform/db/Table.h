@@ -104,6 +104,9 @@ public:
     std::int64_t RecNo();
     void SetRecNo(std::int64_t recNo);
     void Refresh();
+    // Called by the database after a rollback: the current record is read again, or the nearest one shown
+    // when the rollback took it back. Never throws.
+    void AfterRollback() noexcept;
 
     TBookmark GetBookmark() const;
     bool BookmarkValid(TBookmark bookmark);
@@ -122,6 +125,10 @@ public:
     // --- searches on the current index (FindKey, FindNearest) and on any fields (Locate)
     bool FindKey(const std::vector<TValue>& keyValues);
     void FindNearest(const std::vector<TValue>& keyValues);
+    // FindKey on another index, without moving the cursor or changing its order: the bookmark of the first
+    // record (filters included) whose key equals the values. A name check per stored element costs one query
+    // instead of two switches of the order.
+    std::optional<TBookmark> SeekKey(const std::string& indexName, const std::vector<TValue>& keyValues);
     bool Locate(const std::string& fieldNames, const std::vector<TValue>& values, unsigned options = 0);
 
     // --- filtering
@@ -204,6 +211,8 @@ private:
     TValue KeyValue(KeyKind kind, const TValue& value, const TFieldDef* field) const;
     std::vector<TValue> KeyParams(const std::vector<TValue>& keyValues, const char* operation) const;
     void Reposition(const TRecord& gone);
+    // Whether the edit changed a field of the current order's key.
+    bool OrderKeyModified() const;
     void WriteRecord();
 
     std::shared_ptr<TDatabase> database_;
@@ -232,9 +241,24 @@ private:
     std::uint64_t externalStamp_ = 0;
     std::optional<std::int64_t> count_;
     std::optional<std::vector<std::int64_t>> rowIds_;
+    // The positions of the order last switched away from, while the file stays unchanged: "Jump to" from the
+    // number order switches to the name order and back, which must not read every position again.
+    struct TSavedPositions {
+        std::string Index;
+        std::vector<std::int64_t> RowIds;
+        std::uint64_t Local = 0;
+        std::uint64_t External = 0;
+    };
+    std::optional<TSavedPositions> savedPositions_;
+    // The connection the prepared statements belong to: they are keyed by their text, so those of other
+    // orders and filters stay valid across switches on the same connection.
+    const void* statementsConnection_ = nullptr;
 
     // The record being edited or inserted, and which fields were changed.
     TRecord editBuffer_;
+    // The record as it was when editing began: a store is refused when another program changed a field
+    // this edit changes too.
+    TRecord editOriginal_;
     std::vector<bool> modified_;
     const TRecord* candidate_ = nullptr;
 

@@ -36,6 +36,7 @@ void TTable::Invalidate() {
     count_.reset();
     rowIds_.reset();
     position_.reset();
+    savedPositions_.reset();
     if (database_ && database_->Active()) {
         localStamp_ = database_->LocalChanges();
         externalStamp_ = database_->ExternalVersion();
@@ -76,7 +77,12 @@ void TTable::RebuildSql() {
     }
     sql_ =
         std::make_unique<TCursorSql>(tableName_, defs_, index, compiledFilter_ ? &*compiledFilter_ : nullptr);
-    statements_.clear();
+    constexpr std::size_t kMaxStatements = 64; // filters typed one after another make new texts
+    const void* connection = database_->Connection().Handle();
+    if (connection != statementsConnection_ || statements_.size() > kMaxStatements) {
+        statements_.clear();
+        statementsConnection_ = connection;
+    }
     Invalidate();
 }
 
@@ -400,7 +406,8 @@ std::int64_t TTable::RecNo() {
         return *position_;
     }
     const TRecord& cur = window_[current_];
-    if (filtered_ && HasFilterRecord()) {
+    // Positions a list has read answer from memory; counting by key would read the index up to here.
+    if (rowIds_ || (filtered_ && HasFilterRecord())) {
         EnsureRowIds();
         auto it = std::find(rowIds_->begin(), rowIds_->end(), cur.RowId);
         position_ = it == rowIds_->end() ? 0 : (it - rowIds_->begin()) + 1;
@@ -444,6 +451,31 @@ void TTable::Refresh() {
         Reposition(cur);
     }
     Notify(TDataEvent::DataSetChange);
+}
+
+void TTable::AfterRollback() noexcept {
+    if (!Active()) {
+        return;
+    }
+    try {
+        Invalidate();
+        if (window_.empty()) {
+            return;
+        }
+        TRecord cur = window_[current_];
+        auto again = FetchByRowId(cur.RowId);
+        if (again && Accepts(*again)) {
+            ShowRecord(std::move(*again), std::nullopt);
+        } else {
+            Reposition(cur);
+        }
+    } catch (...) {
+        // The connection failed as well: show nothing rather than a record that may not exist.
+        window_.clear();
+        current_ = 0;
+        bof_ = eof_ = true;
+        position_.reset();
+    }
 }
 
 // After the current record vanished: show the one that followed it, else the one before, else nothing.
@@ -500,6 +532,7 @@ void TTable::SetIndexName(const std::string& name) {
             throw EDatabaseError("The table \"" + tableName_ + "\" has no index \"" + name + "\"");
         }
     }
+    const std::string previous = indexName_;
     indexName_ = idx ? idx->Name : name;
     if (!Active()) {
         return;
@@ -509,7 +542,21 @@ void TTable::SetIndexName(const std::string& name) {
     if (!window_.empty()) {
         keep = window_[current_].RowId;
     }
+    // The positions of the order left are kept for a switch back; those of the order taken come back when
+    // they were kept and nothing changed since.
+    std::optional<TSavedPositions> back = std::move(savedPositions_);
+    std::optional<TSavedPositions> leaving;
+    CheckStamp();
+    if (rowIds_) {
+        leaving = TSavedPositions{previous, std::move(*rowIds_), localStamp_, externalStamp_};
+    }
     RebuildSql();
+    if (back && SameName(back->Index, indexName_) && back->Local == localStamp_ &&
+        back->External == externalStamp_) {
+        count_ = static_cast<std::int64_t>(back->RowIds.size());
+        rowIds_ = std::move(back->RowIds);
+    }
+    savedPositions_ = std::move(leaving);
     // The current record stays current; only its neighbours change.
     if (keep) {
         if (auto r = FetchByRowId(*keep)) {
@@ -586,6 +633,41 @@ bool TTable::FindKey(const std::vector<TValue>& keyValues) {
     }
     ScrollTo(std::move(*found), std::nullopt);
     return true;
+}
+
+std::optional<TBookmark> TTable::SeekKey(const std::string& indexName, const std::vector<TValue>& keyValues) {
+    CheckBrowseMode();
+    const TIndexDef* idx = defs_.FindIndex(indexName);
+    if (!idx) {
+        throw EDatabaseError("The table \"" + tableName_ + "\" has no index \"" + indexName + "\"");
+    }
+    if (SameName(idx->Name, indexName_)) {
+        auto params = KeyParams(keyValues, "SeekKey");
+        CheckStamp();
+        auto found = FetchOne(sql_->ExactKey(params.size()), params);
+        return found ? std::optional<TBookmark>(found->RowId) : std::nullopt;
+    }
+    // The key parameters and the records read follow the searched index while the search runs.
+    std::unique_ptr<TCursorSql> own = std::move(sql_);
+    const std::string ownIndex = indexName_;
+    auto restore = [&] {
+        sql_ = std::move(own);
+        indexName_ = ownIndex;
+    };
+    std::optional<TRecord> found;
+    try {
+        indexName_ = idx->Name;
+        sql_ = std::make_unique<TCursorSql>(tableName_, defs_, idx,
+                                            compiledFilter_ ? &*compiledFilter_ : nullptr);
+        auto params = KeyParams(keyValues, "SeekKey");
+        CheckStamp();
+        found = FetchOne(sql_->ExactKey(params.size()), params);
+    } catch (...) {
+        restore();
+        throw;
+    }
+    restore();
+    return found ? std::optional<TBookmark>(found->RowId) : std::nullopt;
 }
 
 void TTable::FindNearest(const std::vector<TValue>& keyValues) {

@@ -104,7 +104,7 @@ std::string DateText(long days) {
     if (year <= 0 || month <= 0 || day <= 0) {
         return {};
     }
-    char buffer[32];
+    char buffer[48]; // room for three full ints, which the compiler cannot rule out
     std::snprintf(buffer, sizeof buffer, "%04d-%02d-%02d", year, month, day);
     return buffer;
 }
@@ -115,7 +115,7 @@ std::string TimeText(long long ms) {
         ms += 86400000LL;
     }
     const long long seconds = ms / 1000;
-    char buffer[32];
+    char buffer[72];
     std::snprintf(buffer, sizeof buffer, "%02lld:%02lld:%02lld", seconds / 3600, seconds / 60 % 60,
                   seconds % 60);
     return buffer;

@@ -9,7 +9,6 @@
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 namespace korvel::formats {
 
@@ -125,6 +124,10 @@ void TSheetBuilder::Set(std::size_t row, std::size_t col, std::string text) {
     if (text.empty())
         return; // empty cells cost nothing, wherever they are
     CheckPosition(row, col);
+    if (text.size() > limits_.MaxCellBytes)
+        throw EKorvelError("The cell " + ColumnLetters(col) + std::to_string(row + 1) + " of the sheet \"" +
+                           sheet_.Name + "\" holds more than " + std::to_string(limits_.MaxCellBytes) +
+                           " bytes.");
     if (sheet_.Rows.size() <= row)
         sheet_.Rows.resize(row + 1);
     auto& cells = sheet_.Rows[row];
@@ -136,6 +139,11 @@ void TSheetBuilder::Set(std::size_t row, std::size_t col, std::string text) {
         cells.resize(col + 1);
     }
     cells[col] = std::move(text);
+}
+
+void TSheetBuilder::FinishRow(std::size_t row) {
+    if (row < sheet_.Rows.size() && sheet_.Rows[row].capacity() > sheet_.Rows[row].size())
+        sheet_.Rows[row].shrink_to_fit();
 }
 
 } // namespace detail
@@ -160,12 +168,21 @@ TWorkbook ReadWorkbook(const std::string& fileName, const TWorkbookLimits& limit
     std::ifstream in(fileName, std::ios::binary);
     if (!in)
         throw EKorvelError("Cannot open the file \"" + fileName + "\".");
-    std::ostringstream bytes;
-    bytes << in.rdbuf();
-    if (in.bad())
+    std::error_code ec;
+    const std::uintmax_t size = std::filesystem::file_size(fileName, ec);
+    if (ec)
+        throw EKorvelError("Cannot read the file \"" + fileName + "\": " + ec.message() + ".");
+    if (size > limits.MaxTextTableBytes)
+        throw EKorvelError("Cannot read the file \"" + fileName + "\": it has " + std::to_string(size) +
+                           " bytes, more than the " + std::to_string(limits.MaxTextTableBytes) +
+                           " a text table may have.");
+    // Read straight into one string: the table may be big, and a stream would hold it twice.
+    std::string bytes(static_cast<std::size_t>(size), '\0');
+    in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    if (in.bad() || static_cast<std::size_t>(in.gcount()) != bytes.size())
         throw EKorvelError("Cannot read the file \"" + fileName + "\".");
     try {
-        return ReadTextTable(bytes.str(), std::filesystem::path(fileName).stem().string(), 1252, limits);
+        return ReadTextTable(bytes, std::filesystem::path(fileName).stem().string(), 1252, limits);
     } catch (const EKorvelError& e) {
         throw EKorvelError("Cannot read the file \"" + fileName + "\": " + e.what());
     }

@@ -25,13 +25,21 @@ struct TWorkbook {
     std::vector<TSheet> Sheets;
 };
 
-// Bounds that keep a hostile file from taking the machine: more cells, rows or columns, or more
-// uncompressed bytes in an .xlsx part, are refused with a message.
+// Bounds that keep a hostile file from taking the machine: more cells, rows or columns, or more unpacked
+// bytes than these, are refused with a message. Sheet parts and shared strings are streamed, so memory
+// follows the cells kept: a cell slot costs 32 bytes plus its text beyond 15 bytes, so 20 million slots
+// take about 640 MB plus their longer texts. Shared texts are kept as their bytes plus 8 per text and count
+// as cells. Other parts (workbook, relations, styles) are parsed whole at about fifteen times their size,
+// and so is a single row or shared text; a text table is held whole while it is read.
 struct TWorkbookLimits {
     std::size_t MaxRows = 1'048'576;
     std::size_t MaxColumns = 16'384;
     std::size_t MaxCells = 20'000'000;
-    std::size_t MaxPartBytes = 512u * 1024u * 1024u;
+    std::size_t MaxCellBytes = 131'072; // 32,767 characters, the most a spreadsheet cell holds, in UTF-8
+    std::size_t MaxSheetPartBytes = std::size_t{1} << 30;
+    std::size_t MaxSharedStringsBytes = 256u * 1024u * 1024u;
+    std::size_t MaxPartBytes = 16u * 1024u * 1024u; // other parts, and one row or shared text
+    std::size_t MaxTextTableBytes = 256u * 1024u * 1024u;
 };
 
 // By extension (any case): ".xls", ".xlsx", else a text table. Throws EKorvelError naming the file for one
@@ -68,6 +76,9 @@ public:
     TSheetBuilder(TSheet& sheet, const TWorkbookLimits& limits, std::size_t& cellsUsed)
         : sheet_(sheet), limits_(limits), cellsUsed_(cellsUsed) {}
     void Set(std::size_t row, std::size_t col, std::string text);
+    // Gives back the room a row grew into beyond its cells; readers that know where a row ends call it, since
+    // growing cell by cell leaves up to twice the room.
+    void FinishRow(std::size_t row);
     // Throws for a row or column index beyond the limits.
     void CheckPosition(std::size_t row, std::size_t col) const;
 

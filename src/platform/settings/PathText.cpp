@@ -36,4 +36,18 @@ bool SameFileName(std::string_view a, std::string_view b) {
     return SameTextIgnoringCase(normal(a), normal(b));
 }
 
+bool IsPlainFileName(std::string_view name) {
+    if (name.empty() || name == "." || name == "..")
+        return false;
+    return std::none_of(name.begin(), name.end(), [](char c) {
+        return IsPathSeparator(c) || c == ':' || static_cast<unsigned char>(c) < 0x20;
+    });
+}
+
+std::optional<std::string> FileInFolder(std::string_view folder, std::string_view name) {
+    if (!IsPlainFileName(name))
+        return std::nullopt;
+    return IncludeTrailingSeparator(folder) + std::string(name);
+}
+
 } // namespace korvel

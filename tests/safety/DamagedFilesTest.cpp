@@ -1,0 +1,694 @@
+// Damaged and hostile files: library files that are cut, overwritten or no library at all, tables that lack
+// fields, blobs of every wrong length, file names from data that try to leave their folder, and spreadsheets
+// built to exhaust memory. Each must end in a message naming what is wrong, never a crash or a changed file.
+
+#include "cli/CliRunner.h"
+#include "platform/acoustic/LibSpectrum.h"
+#include "platform/base/LibKinds.h"
+#include "platform/base/LibSchema.h"
+#include "platform/base/MyTable.h"
+#include "platform/settings/PathText.h"
+#include "service/LibService.h"
+#include "sound/FormLibX.h"
+#include "support/LibFolders.h"
+#include "support/TempDir.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstring>
+#include <fcntl.h>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <gtest/gtest.h>
+#include <iostream>
+#include <map>
+#include <spawn.h>
+#include <sqlite3.h>
+#include <sstream>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <zip.h>
+
+extern char** environ;
+
+namespace korvel::test {
+namespace {
+
+namespace fs = std::filesystem;
+using namespace acoustic;
+
+constexpr int kDirectivityType = 119;
+
+std::string Describe(const TCliResult& r) {
+    return "exit " + std::to_string(r.ExitCode) + "\nstdout: " + r.Out + "\nstderr: " + r.Err;
+}
+
+bool Contains(const std::string& text, const std::string& part) {
+    return text.find(part) != std::string::npos;
+}
+
+std::string ReadAll(const fs::path& file) {
+    std::ifstream in(file, std::ios::binary);
+    std::ostringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+void WriteAll(const fs::path& file, const std::string& bytes) {
+    std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+// Stores raw bytes into one field of one element, as a foreign tool or a broken disk would.
+void SetRawBlob(const std::string& file, const std::string& table, const std::string& field, int number,
+                const std::string& bytes) {
+    sqlite3* db = nullptr;
+    ASSERT_EQ(sqlite3_open(file.c_str(), &db), SQLITE_OK);
+    const std::string sql = "UPDATE \"" + table + "\" SET \"" + field + "\" = ? WHERE Eintrag = ?";
+    sqlite3_stmt* st = nullptr;
+    ASSERT_EQ(sqlite3_prepare_v2(db, sql.c_str(), -1, &st, nullptr), SQLITE_OK) << sqlite3_errmsg(db);
+    sqlite3_bind_blob(st, 1, bytes.data(), static_cast<int>(bytes.size()), SQLITE_TRANSIENT);
+    sqlite3_bind_int(st, 2, number);
+    EXPECT_EQ(sqlite3_step(st), SQLITE_DONE);
+    EXPECT_EQ(sqlite3_changes(db), 1);
+    sqlite3_finalize(st);
+    sqlite3_close(db);
+}
+
+// A 2 x 1 pixel 24-bit bitmap, the smallest picture every reader takes.
+std::string TinyBitmap() {
+    std::string b = "BM";
+    auto u32 = [&](std::uint32_t v) {
+        for (int i = 0; i < 4; ++i)
+            b.push_back(static_cast<char>((v >> (8 * i)) & 0xFF));
+    };
+    auto u16 = [&](std::uint16_t v) {
+        b.push_back(static_cast<char>(v & 0xFF));
+        b.push_back(static_cast<char>(v >> 8));
+    };
+    u32(54 + 8);
+    u32(0);
+    u32(54);
+    u32(40);
+    u32(2);
+    u32(1);
+    u16(1);
+    u16(24);
+    u32(0);
+    u32(8);
+    u32(2835);
+    u32(2835);
+    u32(0);
+    u32(0);
+    b += std::string("\x10\x20\x30\x40\x50\x60\0\0", 8);
+    return b;
+}
+
+class DamagedFiles : public ::testing::Test {
+protected:
+    std::string Folder(const std::string& name) {
+        fs::create_directories(root_.Path() / name);
+        return (root_.Path() / name).string() + "/";
+    }
+    TCliResult Run(std::vector<std::string> args) {
+        args.insert(args.begin(), {"--config", (root_.Path() / "config").string()});
+        return RunKorvellib(args);
+    }
+    // A library of the kind with the named elements.
+    static void Make(int libType, const std::string& folder, const std::vector<std::string>& names) {
+        std::vector<std::map<std::string, std::string>> rows;
+        for (const std::string& n : names)
+            rows.push_back({{"ElementName", n}});
+        LibFolders::MakeLibrary(libType, folder, rows);
+    }
+    TempDir root_;
+};
+
+// --- damaged library files
+
+struct TDamage {
+    const char* Name;
+    std::function<std::string(const std::string& good)> Apply;
+};
+
+std::string Garbage(std::size_t n) {
+    std::string g(n, '\0');
+    std::uint32_t x = 2463534242u;
+    for (char& c : g) {
+        x ^= x << 13;
+        x ^= x >> 17;
+        x ^= x << 5;
+        c = static_cast<char>(x & 0xFF);
+    }
+    return g;
+}
+
+const std::vector<TDamage>& Damages() {
+    static const std::vector<TDamage> damages = {
+        {"cut in half",
+         [](const std::string& g) {
+             return g.substr(0, g.size() / 2);
+         }},
+        {"cut after the header",
+         [](const std::string& g) {
+             return g.substr(0, 100);
+         }},
+        {"header overwritten",
+         [](const std::string& g) {
+             return Garbage(4096) + g.substr(4096);
+         }},
+        {"pages overwritten, header intact",
+         [](const std::string& g) {
+             return g.substr(0, 4096) + Garbage(g.size() - 4096);
+         }},
+        {"zero bytes",
+         [](const std::string&) {
+             return std::string();
+         }},
+        {"a text",
+         [](const std::string&) {
+             return std::string("Element name;63Hz\nFan;70\n");
+         }},
+        {"a zip",
+         [](const std::string&) {
+             return std::string("PK\x05\x06", 4) + std::string(18, '\0');
+         }},
+    };
+    return damages;
+}
+
+TEST_F(DamagedFiles, ReadingCommandsAndTheEditorNameTheFileAndChangeNothing) {
+    const std::string good = Folder("good");
+    Make(kEmissionLibType, good, {"Fan", "Pump", "Horn", "Siren", "Chiller", "Valve", "Tower", "Roof"});
+    const std::string goodBytes = ReadAll(good + "EmisX.abs");
+    ASSERT_GT(goodBytes.size(), 8192u);
+    const std::string type = std::to_string(kEmissionLibType);
+    for (const TDamage& damage : Damages()) {
+        SCOPED_TRACE(damage.Name);
+        fs::remove_all(root_.Path() / "lib");
+        fs::remove_all(root_.Path() / "target");
+        const std::string lib = Folder("lib");
+        const std::string target = Folder("target");
+        const std::string file = lib + "EmisX.abs";
+        const std::string bytes = damage.Apply(goodBytes);
+        WriteAll(file, bytes);
+        const std::vector<std::vector<std::string>> commands = {
+            {"list", type, lib},
+            {"show", type, lib, "1"},
+            {"copy", type, lib, target, "--all"},
+            {"export", type, lib, (root_.Path() / "out.xlsx").string()},
+            {"backup", type, lib},
+        };
+        for (const auto& command : commands) {
+            const TCliResult r = Run(command);
+            EXPECT_EQ(r.ExitCode, 1) << command[0] << ": " << Describe(r);
+            EXPECT_TRUE(Contains(r.Err, file)) << command[0] << ": " << r.Err;
+            EXPECT_TRUE(ReadAll(file) == bytes) << command[0] << ": the file changed";
+        }
+        EXPECT_FALSE(fs::exists(target + "EmisX.abs"));
+        EXPECT_FALSE(fs::exists(root_.Path() / "out.xlsx"));
+        EXPECT_FALSE(fs::exists(lib + "libs_backup/EmisX.abs"));
+
+        // The editor, asked to open the folder and make what is missing, reports the file and leaves it.
+        LibFolders f;
+        WriteAll(f.Project() + "EmisX.abs", bytes);
+        f.Ui().ExpectMessage(mtError, f.Project() + "EmisX.abs", mrOk);
+        auto& editor = dynamic_cast<sound::TFormLibX&>(f.Host().Adopt(CreateLib(f.Host(), kEmissionLibType)));
+        editor.OpenLibType({f.Project()}, 0, kEmissionLibType, true);
+        EXPECT_EQ(editor.TabCount(), 0);
+        EXPECT_TRUE(ReadAll(f.Project() + "EmisX.abs") == bytes) << "the editor changed the file";
+    }
+}
+
+// --- tables that lack fields
+
+TEST_F(DamagedFiles, TablesWithoutTheirFieldsAreReportedOrShownWithoutThem) {
+    struct TCase {
+        const char* Name;
+        std::vector<std::string> Dropped;
+        bool GroupTable;
+    };
+    const std::vector<TCase> cases = {
+        {"no spectrum", {"Spectrum"}, true},
+        {"no name", {"ElementName"}, true},
+        {"no groups", {"Gruppen1", "Gruppen2", "Gruppen3", "Gruppen4"}, true},
+        {"no group table", {}, false},
+    };
+    const std::string type = std::to_string(kEmissionLibType);
+    for (const TCase& c : cases) {
+        SCOPED_TRACE(c.Name);
+        fs::remove_all(root_.Path() / "lib");
+        fs::remove_all(root_.Path() / "target");
+        const std::string lib = Folder("lib");
+        const std::string target = Folder("target");
+        {
+            std::vector<std::string> names = TableNames(kEmissionLibType);
+            if (!c.GroupTable)
+                names.resize(1);
+            TMyTable t(names);
+            t.InitLibX(lib, LibName(kEmissionLibType), names, false, true);
+            SetFieldIndexDefs(t, kEmissionLibType, true);
+            db::TTableDef& def = t.GetTable()->Defs();
+            for (const std::string& d : c.Dropped) {
+                std::erase_if(def.Fields, [&](const db::TFieldDef& f) { return f.Name == d; });
+                std::erase_if(def.Indexes, [&](const db::TIndexDef& i) {
+                    return std::find(i.Fields.begin(), i.Fields.end(), d) != i.Fields.end();
+                });
+            }
+            t.CreateDBTable();
+            t.Open();
+            for (const char* n : {"Fan", "Pump"}) {
+                t.GetTable()->Append();
+                if (db::TField* f = t.GetTable()->FindField("ElementName"))
+                    f->SetAsString(n);
+                t.GetTable()->Post();
+            }
+        }
+        for (const auto& command : std::vector<std::vector<std::string>>{
+                 {"list", type, lib},
+                 {"show", type, lib, "2"},
+                 {"copy", type, lib, target, "--all"},
+                 {"export", type, lib, (root_.Path() / "out.xlsx").string()}}) {
+            const TCliResult r = Run(command);
+            // A message or a result, never a crash.
+            EXPECT_TRUE(r.ExitCode == 0 || r.ExitCode == 1) << command[0] << ": " << Describe(r);
+            if (r.ExitCode != 0) {
+                EXPECT_TRUE(Contains(r.Err, "korvellib: ")) << command[0] << ": " << Describe(r);
+            }
+        }
+        // Whatever worked copied whole elements only.
+        if (fs::exists(target + "EmisX.abs")) {
+            const TCliResult listed = Run({"list", type, target});
+            EXPECT_EQ(listed.ExitCode, 0) << Describe(listed);
+        }
+    }
+}
+
+// --- blobs of wrong lengths
+
+struct TBlobCase {
+    int LibType;
+    std::string Table;
+    std::string Field;
+    std::size_t ValidLength; // 0: only an empty blob is surely valid (layouts with lengths inside)
+    bool ReadOnCopy;         // the kind's copy decodes the field (a raw copy carries any bytes)
+    bool ReadOnExport;
+};
+
+std::vector<std::pair<std::string, std::string>> WrongLengths(std::size_t valid) {
+    std::vector<std::pair<std::string, std::string>> out = {
+        {"one byte", std::string(1, '\x01')},
+        {"three bytes", std::string("\x03\x00\x05", 3)},
+        {"huge", Garbage(3 * 1024 * 1024 + 1)},
+    };
+    if (valid > 0) {
+        out.push_back({"one byte short", Garbage(valid - 1)});
+        out.push_back({"one byte long", Garbage(valid + 1)});
+    } else {
+        out.push_back({"a length pointing past the end", std::string("\x02\x00\xFF\xFF", 4)});
+    }
+    return out;
+}
+
+TEST_F(DamagedFiles, BlobsOfWrongLengthsAreReportedPerElementAndLoseNothingElse) {
+    const std::vector<TBlobCase> cases = {
+        {kEmissionLibType, "EmisX", "Spectrum", 44 * 4, true, true},
+        {kEmissionLibType, "EmisX", "AddProp", 0, true, true},
+        {kEmissionLibType, "EmisX", "VarListIn", 0, true, true},
+        {kEmissionLibType, "EmisX", "Graphic", 0, false, true},
+        {kAbsorptionLibType, TableNames(kAbsorptionLibType).front(), "ScatValues", 44 * 4, true, true},
+        {kTransmissionLibType, TableNames(kTransmissionLibType).front(), "Spectrum", 44 * 4, true, true},
+        {kDirectivityType, TableNames(kDirectivityType).front(), "DirValues", 0, false, false},
+        {kDirectivityType, TableNames(kDirectivityType).front(), "Samples", 0, false, false},
+    };
+    for (const TBlobCase& c : cases) {
+        const std::string type = std::to_string(c.LibType);
+        const bool sound = c.LibType != kDirectivityType;
+        for (const auto& [what, bytes] : WrongLengths(c.ValidLength)) {
+            SCOPED_TRACE(c.Field + " of type " + type + ", " + what);
+            fs::remove_all(root_.Path() / "lib");
+            fs::remove_all(root_.Path() / "target");
+            const std::string lib = Folder("lib");
+            const std::string target = Folder("target");
+            Make(c.LibType, lib, {"First", "Broken", "Last"});
+            SetRawBlob(lib + LibName(c.LibType), c.Table, c.Field, 2, bytes);
+
+            const TCliResult shown = Run({"show", type, lib, "2"});
+            EXPECT_TRUE(shown.ExitCode == 0 || shown.ExitCode == 1) << Describe(shown);
+            if (sound && c.ReadOnCopy) {
+                EXPECT_TRUE(Contains(shown.Err, "damaged")) << Describe(shown);
+            }
+
+            const TCliResult copied = Run({"copy", type, lib, target, "--all"});
+            EXPECT_TRUE(copied.ExitCode == 0 || copied.ExitCode == 1) << Describe(copied);
+            const TCliResult listed = Run({"list", type, target});
+            ASSERT_EQ(listed.ExitCode, 0) << Describe(copied) << Describe(listed);
+            EXPECT_TRUE(Contains(listed.Out, "First")) << listed.Out;
+            EXPECT_TRUE(Contains(listed.Out, "Last")) << listed.Out;
+            if (c.ReadOnCopy) {
+                EXPECT_FALSE(Contains(listed.Out, "Broken")) << listed.Out;
+                EXPECT_TRUE(Contains(copied.Err, "\"Broken\"")) << Describe(copied);
+            }
+
+            if (sound) {
+                const std::string xlsx = (root_.Path() / "out.xlsx").string();
+                const TCliResult exported = Run({"export", type, lib, xlsx});
+                EXPECT_EQ(exported.ExitCode, 0) << Describe(exported);
+                if (c.ReadOnExport) {
+                    EXPECT_TRUE(Contains(exported.Out, "Exported 2 elements")) << Describe(exported);
+                    EXPECT_TRUE(Contains(exported.Err, "\"Broken\" cannot be exported"))
+                        << Describe(exported);
+                }
+            }
+        }
+    }
+}
+
+// --- names from data that try to leave their folder
+
+const std::vector<std::string>& HostileNames() {
+    static const std::vector<std::string> names = {"../x.pdf",  "sub/../../x.pdf", "..\\x.pdf",
+                                                   "C:\\x.pdf", "/tmp/x.pdf",      ".."};
+    return names;
+}
+
+TEST_F(DamagedFiles, PlainFileNamesStayInTheirFolder) {
+    EXPECT_TRUE(IsPlainFileName("sheet.pdf"));
+    EXPECT_TRUE(IsPlainFileName("data..v2.pdf"));
+    for (const std::string& bad : HostileNames())
+        EXPECT_FALSE(IsPlainFileName(bad)) << bad;
+    EXPECT_FALSE(IsPlainFileName(""));
+    EXPECT_FALSE(IsPlainFileName("a\nb"));
+    EXPECT_EQ(FileInFolder("/lib", "a.pdf").value_or(""), "/lib/a.pdf");
+    EXPECT_FALSE(FileInFolder("/lib/", "../a.pdf"));
+}
+
+TEST_F(DamagedFiles, LinkedDocumentNamesFromALibraryNeverLeaveItsFolder) {
+    // The source lies two levels deeper than the target, so "../x.pdf" names different files on both sides.
+    const std::string src = Folder("a/b/src");
+    const std::string dst = Folder("c/dst");
+    WriteAll(root_.Path() / "a/b/x.pdf", "secret beside the source");
+    WriteAll(src + "..\\x.pdf", "a file whose name holds a backslash");
+    const std::string outside = (root_.Path() / "abs.pdf").string();
+    WriteAll(outside, "an absolute target");
+    WriteAll(src + "sheet.pdf", "a plain document");
+    std::vector<std::map<std::string, std::string>> rows;
+    std::vector<std::string> names = HostileNames();
+    names.push_back(outside);
+    for (std::size_t i = 0; i < names.size(); ++i)
+        rows.push_back({{"ElementName", "E" + std::to_string(i)}, {"OLE1", names[i]}, {"OLE2", "sheet.pdf"}});
+    LibFolders::MakeLibrary(kEmissionLibType, src, rows);
+
+    const std::string type = std::to_string(kEmissionLibType);
+    const TCliResult r = Run({"copy", type, src, dst, "--all"});
+    EXPECT_EQ(r.ExitCode, 0) << Describe(r);
+    for (const std::string& n : names)
+        EXPECT_TRUE(Contains(r.Err, "\"" + n + "\"")) << n << "\n" << r.Err;
+    EXPECT_TRUE(Contains(r.Err, "not a plain file name")) << r.Err;
+    // Nothing was written beside or above the target, nothing outside the source was read into it.
+    EXPECT_FALSE(fs::exists(root_.Path() / "x.pdf"));
+    EXPECT_FALSE(fs::exists(root_.Path() / "c/x.pdf"));
+    EXPECT_FALSE(fs::exists(dst + "..\\x.pdf"));
+    EXPECT_EQ(ReadAll(outside), "an absolute target");
+    EXPECT_EQ(ReadAll(dst + "sheet.pdf"), "a plain document");
+    std::size_t files = 0;
+    for (const auto& entry : fs::directory_iterator(dst))
+        files += entry.path().filename() == "sheet.pdf" ? 0 : entry.path().extension() == ".pdf";
+    EXPECT_EQ(files, 0u);
+
+    // The editor shows such a name as refused instead of a path outside the library.
+    LibFolders f;
+    LibFolders::MakeLibrary(kEmissionLibType, f.Project(), {{{"ElementName", "Doc"}, {"OLE1", "../x.pdf"}}});
+    auto& editor = dynamic_cast<sound::TFormLibX&>(f.Host().Adopt(CreateLib(f.Host(), kEmissionLibType)));
+    editor.OpenLibType({f.Project()}, 0, kEmissionLibType, false);
+    editor.RefreshElement();
+    const std::string caption = editor.LabelLinkedFile(0).Caption();
+    EXPECT_TRUE(Contains(caption, "refused")) << caption;
+    EXPECT_FALSE(Contains(caption, f.Project() + "../")) << caption;
+}
+
+TEST_F(DamagedFiles, ImportedPictureNamesMustLieInTheImportedFilesFolder) {
+    const std::string imp = Folder("imp");
+    WriteAll(root_.Path() / "outside.bmp", TinyBitmap());
+    WriteAll(imp + "inside.bmp", TinyBitmap());
+    std::string csv = "Element name;63Hz;Bitmap file name\nGood;70;inside.bmp\n";
+    const std::vector<std::string> bad = {"../outside.bmp", (root_.Path() / "outside.bmp").string(),
+                                          "sub/../../outside.bmp"};
+    for (std::size_t i = 0; i < bad.size(); ++i)
+        csv += "Bad" + std::to_string(i) + ";70;" + bad[i] + "\n";
+    WriteAll(imp + "levels.csv", csv);
+    const std::string lib = Folder("lib");
+    const std::string type = std::to_string(kEmissionLibType);
+    const TCliResult r = Run({"import", type, lib, imp + "levels.csv"});
+    ASSERT_EQ(r.ExitCode, 0) << Describe(r);
+    for (const std::string& b : bad)
+        EXPECT_TRUE(Contains(r.Err, "\"" + b + "\" is no file of the imported file's folder")) << r.Err;
+    // The rows are imported, with a picture only where the name was plain.
+    TMyTable t(TableNames(kEmissionLibType));
+    t.InitLibX(lib, LibName(kEmissionLibType), TableNames(kEmissionLibType), true, true);
+    t.Open();
+    db::TTable& table = *t.GetTable();
+    int rows = 0;
+    for (table.First(); !table.Eof(); table.Next()) {
+        ++rows;
+        const bool picture =
+            !table.FieldByName("Graphic").IsNull() && !table.FieldByName("Graphic").AsBytes().empty();
+        EXPECT_EQ(picture, table.FieldByName("ElementName").AsString() == "Good")
+            << table.FieldByName("ElementName").AsString();
+    }
+    EXPECT_EQ(rows, 4);
+}
+
+// --- spreadsheets built to exhaust memory or time
+
+// An .xlsx whose one sheet part is head, then body repeated count times, then tail, streamed into the
+// archive so that the test never holds the unpacked part.
+struct TRepeatSource {
+    std::string Head, Body, Tail;
+    std::uint64_t Count = 0;
+    std::uint64_t Emitted = 0;
+    std::size_t Offset = 0;
+    int Piece = 0; // 0 head, 1 body, 2 tail, 3 done
+    std::uint64_t Size() const { return Head.size() + Body.size() * Count + Tail.size(); }
+};
+
+zip_int64_t RepeatCallback(void* state, void* data, zip_uint64_t len, zip_source_cmd_t cmd) {
+    auto& s = *static_cast<TRepeatSource*>(state);
+    switch (cmd) {
+    case ZIP_SOURCE_OPEN:
+        s.Emitted = 0;
+        s.Offset = 0;
+        s.Piece = 0;
+        return 0;
+    case ZIP_SOURCE_READ: {
+        auto* out = static_cast<char*>(data);
+        zip_uint64_t done = 0;
+        while (done < len && s.Piece < 3) {
+            const std::string& part = s.Piece == 0 ? s.Head : s.Piece == 1 ? s.Body : s.Tail;
+            if (s.Piece == 1 && s.Emitted >= s.Count) {
+                s.Piece = 2;
+                continue;
+            }
+            const std::size_t n = std::min<std::size_t>(part.size() - s.Offset, len - done);
+            std::memcpy(out + done, part.data() + s.Offset, n);
+            done += n;
+            s.Offset += n;
+            if (s.Offset == part.size()) {
+                s.Offset = 0;
+                if (s.Piece == 1)
+                    ++s.Emitted;
+                else
+                    ++s.Piece;
+            }
+        }
+        return static_cast<zip_int64_t>(done);
+    }
+    case ZIP_SOURCE_CLOSE:
+        return 0;
+    case ZIP_SOURCE_STAT: {
+        auto* st = static_cast<zip_stat_t*>(data);
+        zip_stat_init(st);
+        st->size = s.Size();
+        st->valid |= ZIP_STAT_SIZE;
+        return sizeof(zip_stat_t);
+    }
+    case ZIP_SOURCE_ERROR:
+        return zip_error_to_data(nullptr, data, len);
+    case ZIP_SOURCE_FREE:
+        return 0;
+    case ZIP_SOURCE_SUPPORTS:
+        return zip_source_make_command_bitmap(ZIP_SOURCE_OPEN, ZIP_SOURCE_READ, ZIP_SOURCE_CLOSE,
+                                              ZIP_SOURCE_STAT, ZIP_SOURCE_ERROR, ZIP_SOURCE_FREE, -1);
+    default:
+        return -1;
+    }
+}
+
+void WriteXlsx(const std::string& file, TRepeatSource& sheet) {
+    int error = 0;
+    zip_t* z = zip_open(file.c_str(), ZIP_CREATE | ZIP_TRUNCATE, &error);
+    ASSERT_NE(z, nullptr);
+    const std::vector<std::pair<std::string, std::string>> parts = {
+        {"[Content_Types].xml",
+         "<?xml version=\"1.0\"?><Types "
+         "xmlns=\"http://schemas.openxmlformats.org/package/2006/content-types\"></Types>"},
+        {"_rels/.rels",
+         "<?xml version=\"1.0\"?><Relationships "
+         "xmlns=\"http://schemas.openxmlformats.org/package/2006/relationships\"><Relationship Id=\"rId1\" "
+         "Type=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships/officeDocument\" "
+         "Target=\"xl/workbook.xml\"/></Relationships>"},
+        {"xl/workbook.xml",
+         "<?xml version=\"1.0\"?><workbook "
+         "xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\" "
+         "xmlns:r=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships\"><sheets><sheet "
+         "name=\"S\" sheetId=\"1\" r:id=\"rId1\"/></sheets></workbook>"},
+        {"xl/_rels/workbook.xml.rels",
+         "<?xml version=\"1.0\"?><Relationships "
+         "xmlns=\"http://schemas.openxmlformats.org/package/2006/relationships\"><Relationship Id=\"rId1\" "
+         "Type=\"http://schemas.openxmlformats.org/officeDocument/2006/relationships/worksheet\" "
+         "Target=\"worksheets/sheet1.xml\"/></Relationships>"},
+    };
+    for (const auto& [name, text] : parts) {
+        zip_source_t* src = zip_source_buffer(z, text.data(), text.size(), 0);
+        ASSERT_GE(zip_file_add(z, name.c_str(), src, ZIP_FL_OVERWRITE), 0);
+    }
+    zip_source_t* big = zip_source_function(z, &RepeatCallback, &sheet);
+    const zip_int64_t index = zip_file_add(z, "xl/worksheets/sheet1.xml", big, ZIP_FL_OVERWRITE);
+    ASSERT_GE(index, 0);
+    zip_set_file_compression(z, static_cast<zip_uint64_t>(index), ZIP_CM_DEFLATE, 9);
+    ASSERT_EQ(zip_close(z), 0) << zip_strerror(z);
+}
+
+struct TMeasured {
+    int ExitCode = -1;
+    long PeakKiB = 0;
+    double Seconds = 0;
+};
+
+// Runs korvellib as a child and reads its peak memory from the kernel's accounting.
+TMeasured RunMeasured(const std::vector<std::string>& args, const std::string& errFile) {
+    std::vector<std::string> argv = {KORVELLIB_EXE};
+    argv.insert(argv.end(), args.begin(), args.end());
+    std::vector<char*> cargv;
+    for (std::string& a : argv)
+        cargv.push_back(a.data());
+    cargv.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 2, errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+    const auto start = std::chrono::steady_clock::now();
+    pid_t pid = 0;
+    TMeasured m;
+    if (posix_spawn(&pid, cargv[0], &actions, nullptr, cargv.data(), environ) != 0) {
+        posix_spawn_file_actions_destroy(&actions);
+        return m;
+    }
+    posix_spawn_file_actions_destroy(&actions);
+    int status = 0;
+    rusage usage{};
+    wait4(pid, &status, 0, &usage);
+    m.Seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    m.ExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+    m.PeakKiB = usage.ru_maxrss;
+    return m;
+}
+
+const char* const kSheetHead =
+    "<?xml version=\"1.0\"?><worksheet "
+    "xmlns=\"http://schemas.openxmlformats.org/spreadsheetml/2006/main\"><dimension "
+    "ref=\"A1:XFD1048576\"/><sheetData><row r=\"1\"><c r=\"A1\" "
+    "t=\"inlineStr\"><is><t>Element name</t></is></c><c r=\"B1\" "
+    "t=\"inlineStr\"><is><t>63Hz</t></is></c></row>";
+const char* const kSheetTail = "</sheetData></worksheet>";
+
+TEST_F(DamagedFiles, HostileSpreadsheetsAreRefusedWithinBoundedMemoryAndTime) {
+    // Sheets are read as a stream, so memory follows the cells kept, never the size of a part; a text table
+    // above its bound is refused before it is read. ASan adds to every figure.
+#if defined(__SANITIZE_ADDRESS__)
+    constexpr long kMaxKiB = 700 * 1024;
+#else
+    constexpr long kMaxKiB = 400 * 1024;
+#endif
+    constexpr double kMaxSeconds = 60;
+    struct TCase {
+        const char* Name;
+        std::function<std::string()> Make;
+        bool MayImport;
+    };
+    const std::string dir = Folder("sheets");
+    const std::vector<TCase> cases = {
+        {"zip bomb: a sheet part of 1.1 GB",
+         [&] {
+             TRepeatSource s{kSheetHead, std::string(1 << 20, ' '), kSheetTail, 1100};
+             WriteXlsx(dir + "bomb.xlsx", s);
+             return dir + "bomb.xlsx";
+         },
+         false},
+        {"a cell in the last row and column",
+         [&] {
+             TRepeatSource s{kSheetHead,
+                             "<row r=\"1048576\"><c r=\"A1048576\" t=\"inlineStr\"><is><t>Far</t></is></c><c "
+                             "r=\"XFD1048576\"><v>1</v></c></row>",
+                             kSheetTail, 1};
+             WriteXlsx(dir + "far.xlsx", s);
+             return dir + "far.xlsx";
+         },
+         true},
+        {"a million cells in the last column",
+         [&] {
+             // Every cell names the last column of row 1: the sheet keeps one row of 16,384 columns.
+             TRepeatSource s{kSheetHead, "<row><c r=\"XFD1\"><v>1</v></c></row>", kSheetTail, 1'000'000};
+             WriteXlsx(dir + "sparse.xlsx", s);
+             return dir + "sparse.xlsx";
+         },
+         true},
+        {"sixty dense columns in 15 MB of sheet",
+         [&] {
+             std::string row = "<row>";
+             for (int c = 0; c < 60; ++c)
+                 row += "<c><v>" + std::to_string(c) + "</v></c>";
+             row += "</row>";
+             TRepeatSource s{kSheetHead, row, kSheetTail, 15 * 1024 * 1024 / row.size()};
+             WriteXlsx(dir + "below.xlsx", s);
+             return dir + "below.xlsx";
+         },
+         true},
+        {"a text table of 300 MB in one line",
+         [&] {
+             std::ofstream out(dir + "long.csv", std::ios::binary);
+             out << "Element name;63Hz\nFan;";
+             const std::string chunk(1 << 20, '7');
+             for (int i = 0; i < 300; ++i)
+                 out << chunk;
+             out << "\n";
+             return dir + "long.csv";
+         },
+         false},
+    };
+    const std::string type = std::to_string(kEmissionLibType);
+    for (const TCase& c : cases) {
+        SCOPED_TRACE(c.Name);
+        const std::string file = c.Make();
+        fs::remove_all(root_.Path() / "lib");
+        const std::string lib = Folder("lib");
+        const std::string err = root_.File("err.txt");
+        const TMeasured m =
+            RunMeasured({"--config", (root_.Path() / "config").string(), "import", type, lib, file}, err);
+        const std::string messages = ReadAll(err);
+        EXPECT_LT(m.PeakKiB, kMaxKiB) << "peak " << m.PeakKiB / 1024 << " MB\n" << messages;
+        EXPECT_LT(m.Seconds, kMaxSeconds) << messages;
+        if (c.MayImport) {
+            EXPECT_TRUE(m.ExitCode == 0 || m.ExitCode == 1) << m.ExitCode << "\n" << messages;
+        } else {
+            EXPECT_EQ(m.ExitCode, 1) << messages;
+            EXPECT_TRUE(Contains(messages, file)) << messages;
+        }
+        std::cout << "[ measured ] " << c.Name << ": peak " << m.PeakKiB / 1024 << " MB, " << m.Seconds
+                  << " s\n";
+        fs::remove(file);
+    }
+}
+
+} // namespace
+} // namespace korvel::test
