@@ -312,6 +312,17 @@ double PeakMb() {
     return ReadStatusMb("VmHWM:");
 }
 
+void RunBoth(bool& engineFirst, const std::function<void()>& engine, const std::function<void()>& plain) {
+    if (engineFirst) {
+        engine();
+        plain();
+    } else {
+        plain();
+        engine();
+    }
+    engineFirst = !engineFirst;
+}
+
 double Seconds(Clock::duration d) {
     return std::chrono::duration<double>(d).count();
 }

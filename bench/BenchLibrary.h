@@ -6,6 +6,7 @@
 #include <benchmark/benchmark.h>
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -78,6 +79,8 @@ double ResidentMb();
 double PeakMb();
 
 double Seconds(Clock::duration d);
+// Runs both sides of a figure, the other one first each time, so neither always finds the caches warm.
+void RunBoth(bool& engineFirst, const std::function<void()>& engine, const std::function<void()>& plain);
 // engine_ms, sqlite_ms and their ratio per iteration.
 void ReportRatio(benchmark::State& state, double engine, double plain);
 

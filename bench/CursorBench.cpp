@@ -87,14 +87,7 @@ void OpenOrderedFirstPage(benchmark::State& state) {
             p.Page({}, 50);
             plain += Seconds(Clock::now() - t0);
         };
-        if (engineFirst) {
-            runEngine();
-            runPlain();
-        } else {
-            runPlain();
-            runEngine();
-        }
-        engineFirst = !engineFirst;
+        bench::RunBoth(engineFirst, runEngine, runPlain);
     }
     Report(state, engine, plain, fetched);
 }

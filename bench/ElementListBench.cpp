@@ -117,15 +117,7 @@ void FirstRowsAfterOpen(benchmark::State& state) {
             p.Rows(ids, 0, 256);
             plain += Seconds(Clock::now() - t0);
         };
-        // Alternate the order so neither side always finds the caches warmed by the other.
-        if (engineFirst) {
-            runEngine();
-            runPlain();
-        } else {
-            runPlain();
-            runEngine();
-        }
-        engineFirst = !engineFirst;
+        bench::RunBoth(engineFirst, runEngine, runPlain);
     }
     bench::ReportRatio(state, engine, plain);
     state.counters["gui_blocked_ms"] = blocked * 1e3 / static_cast<double>(state.iterations());

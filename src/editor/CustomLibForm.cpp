@@ -385,10 +385,9 @@ void TCustomLibForm::DoSearch() {
     db::TTable* table = CurrentTable();
     if (!table || table->IndexDefs().size() < 2 || table->State() != db::TDataSetState::Browse)
         return;
-    const std::string previous = table->IndexName();
-    table->SetIndexName(table->IndexDefs()[1].Name);
-    table->FindNearest({db::TValue(editSearch_->Text())});
-    table->SetIndexName(previous);
+    // Searched on the name order without leaving the order shown.
+    if (auto found = table->SeekNearest(table->IndexDefs()[1].Name, {db::TValue(editSearch_->Text())}))
+        table->GotoBookmark(*found);
 }
 
 void TCustomLibForm::SetReadOnly(int tabIndex, bool readOnly) {

@@ -3,9 +3,12 @@
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
+#include <spawn.h>
 #include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
+
+extern char** environ;
 
 namespace korvel::test {
 
@@ -55,6 +58,28 @@ TCliResult RunKorvellib(const std::vector<std::string>& args, const std::string&
     std::error_code ec;
     fs::remove_all(base, ec);
     return result;
+}
+
+pid_t StartKorvellib(const std::vector<std::string>& args, const std::string& outFile,
+                     const std::string& errFile) {
+    std::vector<std::string> argv{KORVELLIB_EXE};
+    argv.insert(argv.end(), args.begin(), args.end());
+    std::vector<char*> raw;
+    for (std::string& a : argv)
+        raw.push_back(a.data());
+    raw.push_back(nullptr);
+    const std::string out = outFile.empty() ? "/dev/null" : outFile;
+    const std::string err = errFile.empty() ? "/dev/null" : errFile;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    pid_t pid = -1;
+    if (posix_spawn(&pid, raw[0], &actions, nullptr, raw.data(), environ) != 0)
+        pid = -1;
+    posix_spawn_file_actions_destroy(&actions);
+    return pid;
 }
 
 } // namespace korvel::test

@@ -3,6 +3,7 @@
 // Runs the built korvellib as a separate process, as a user or a script would.
 
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 namespace korvel::test {
@@ -15,5 +16,10 @@ struct TCliResult {
 
 // The arguments are passed as they are, without a shell; input is fed to standard input.
 TCliResult RunKorvellib(const std::vector<std::string>& args, const std::string& input = {});
+
+// Starts korvellib without waiting for it: standard input from /dev/null, standard output and errors into
+// the files given (/dev/null for an empty name). The process id, or -1 when it could not be started.
+pid_t StartKorvellib(const std::vector<std::string>& args, const std::string& outFile = {},
+                     const std::string& errFile = {});
 
 } // namespace korvel::test

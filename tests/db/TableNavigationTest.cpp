@@ -388,6 +388,11 @@ TEST_F(DbFixture, SeekKeyLooksUpAnotherIndexWithoutMovingTheCursor) {
     EXPECT_FALSE(table->SeekKey("EN", {TValue{std::string("Lüfter")}}));
     EXPECT_EQ(table->SeekKey("EN", {TValue{std::string("motor")}}), pump + 2);
     EXPECT_THROW(table->SeekKey("missing", {TValue{std::string("x")}}), db::EDatabaseError);
+    // Nearest: the first name at or after the text, and the last name for a text after every name.
+    table->SetFiltered(false);
+    EXPECT_EQ(table->SeekNearest("EN", {TValue{std::string("m")}}), pump + 2);
+    EXPECT_EQ(table->SeekNearest("EN", {TValue{std::string("zzz")}}), pump);
+    EXPECT_EQ(table->IndexName(), "p");
 }
 
 } // namespace korvel::test

@@ -130,6 +130,9 @@ TEST_F(FrameTest, GotoElementNoAndNameAndJumpTo) {
     editor.EditSearch().SetText("pm");
     EXPECT_EQ(editor.GetElementName(0), "PM10");
     EXPECT_EQ(t.IndexName(), "p"); // the jump leaves the order as it was
+    editor.EditSearch().SetText("zz");
+    EXPECT_EQ(editor.GetElementName(0), "SO2"); // past the last name: the last name
+    editor.EditSearch().SetText("pm");
     EXPECT_EQ(editor.GetElementHint().rfind("Element #2; changed on 20", 0), 0u) << editor.GetElementHint();
 }
 

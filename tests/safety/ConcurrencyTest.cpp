@@ -16,18 +16,14 @@
 
 #include <chrono>
 #include <csignal>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
 #include <set>
-#include <spawn.h>
 #include <sqlite3.h>
 #include <sys/wait.h>
 #include <thread>
 #include <unistd.h>
-
-extern char** environ;
 
 namespace korvel::test {
 namespace {
@@ -41,22 +37,9 @@ const std::string kType = std::to_string(kEmissionLibType);
 // A korvellib process running beside the test; its output goes to files so it can never block.
 class TCliProcess {
 public:
-    TCliProcess(const fs::path& dir, const std::string& name, std::vector<std::string> args)
-        : out_(dir / (name + ".out")), err_(dir / (name + ".err")) {
-        args.insert(args.begin(), KORVELLIB_EXE);
-        std::vector<char*> argv;
-        for (std::string& a : args)
-            argv.push_back(a.data());
-        argv.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
-        posix_spawn_file_actions_addopen(&actions, 1, out_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        posix_spawn_file_actions_addopen(&actions, 2, err_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        if (posix_spawn(&pid_, argv[0], &actions, nullptr, argv.data(), environ) != 0)
-            pid_ = -1;
-        posix_spawn_file_actions_destroy(&actions);
-    }
+    TCliProcess(const fs::path& dir, const std::string& name, const std::vector<std::string>& args)
+        : out_(dir / (name + ".out")), err_(dir / (name + ".err")),
+          pid_(StartKorvellib(args, out_.string(), err_.string())) {}
     ~TCliProcess() {
         if (pid_ > 0) {
             kill(pid_, SIGKILL);

@@ -17,7 +17,6 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
@@ -157,25 +156,12 @@ protected:
 
     // Starts korvellib and kills it after delay unless it ended before; true when it was killed.
     bool RunAndKill(const std::vector<std::string>& args, Clock::duration delay) {
-        std::vector<std::string> argv{KORVELLIB_EXE, "--config", Config()};
+        std::vector<std::string> argv{"--config", Config()};
         argv.insert(argv.end(), args.begin(), args.end());
-        std::vector<char*> raw;
-        for (std::string& a : argv)
-            raw.push_back(a.data());
-        raw.push_back(nullptr);
-        const int devNull = open("/dev/null", O_RDWR);
         const Clock::time_point deadline = Clock::now() + delay;
-        const pid_t pid = fork();
-        if (pid == 0) {
-            if (devNull < 0 || dup2(devNull, 0) < 0 || dup2(devNull, 1) < 0 || dup2(devNull, 2) < 0)
-                _exit(126);
-            execv(raw[0], raw.data());
-            _exit(127);
-        }
-        if (devNull >= 0)
-            close(devNull);
+        const pid_t pid = StartKorvellib(argv);
         if (pid < 0) {
-            ADD_FAILURE() << "fork failed";
+            ADD_FAILURE() << "korvellib could not be started";
             return false;
         }
         int status = 0;

@@ -16,21 +16,17 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
-#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <map>
-#include <spawn.h>
 #include <sqlite3.h>
 #include <sstream>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <zip.h>
-
-extern char** environ;
 
 namespace korvel::test {
 namespace {
@@ -567,24 +563,11 @@ struct TMeasured {
 
 // Runs korvellib as a child and reads its peak memory from the kernel's accounting.
 TMeasured RunMeasured(const std::vector<std::string>& args, const std::string& errFile) {
-    std::vector<std::string> argv = {KORVELLIB_EXE};
-    argv.insert(argv.end(), args.begin(), args.end());
-    std::vector<char*> cargv;
-    for (std::string& a : argv)
-        cargv.push_back(a.data());
-    cargv.push_back(nullptr);
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-    posix_spawn_file_actions_addopen(&actions, 2, errFile.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
     const auto start = std::chrono::steady_clock::now();
-    pid_t pid = 0;
     TMeasured m;
-    if (posix_spawn(&pid, cargv[0], &actions, nullptr, cargv.data(), environ) != 0) {
-        posix_spawn_file_actions_destroy(&actions);
+    const pid_t pid = StartKorvellib(args, {}, errFile);
+    if (pid < 0)
         return m;
-    }
-    posix_spawn_file_actions_destroy(&actions);
     int status = 0;
     rusage usage{};
     wait4(pid, &status, 0, &usage);

@@ -129,6 +129,9 @@ public:
     // record (filters included) whose key equals the values. A name check per stored element costs one query
     // instead of two switches of the order.
     std::optional<TBookmark> SeekKey(const std::string& indexName, const std::vector<TValue>& keyValues);
+    // FindNearest on another index, likewise without moving: the first record at or after the values in
+    // that order, else its last record; nothing for an empty table.
+    std::optional<TBookmark> SeekNearest(const std::string& indexName, const std::vector<TValue>& keyValues);
     bool Locate(const std::string& fieldNames, const std::vector<TValue>& values, unsigned options = 0);
 
     // --- filtering
@@ -211,6 +214,10 @@ private:
     TValue KeyValue(KeyKind kind, const TValue& value, const TFieldDef* field) const;
     std::vector<TValue> KeyParams(const std::vector<TValue>& keyValues, const char* operation) const;
     void Reposition(const TRecord& gone);
+    // Reads the current record again; when it is gone or filtered out, shows its neighbour.
+    void ShowCurrentAgain();
+    std::optional<TBookmark> SeekOnIndex(const std::string& indexName, const std::vector<TValue>& keyValues,
+                                         bool nearest);
     // Whether the edit changed a field of the current order's key.
     bool OrderKeyModified() const;
     void WriteRecord();

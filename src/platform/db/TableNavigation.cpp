@@ -443,6 +443,11 @@ void TTable::Refresh() {
         First();
         return;
     }
+    ShowCurrentAgain();
+    Notify(TDataEvent::DataSetChange);
+}
+
+void TTable::ShowCurrentAgain() {
     TRecord cur = window_[current_];
     auto again = FetchByRowId(cur.RowId);
     if (again && Accepts(*again)) {
@@ -450,7 +455,6 @@ void TTable::Refresh() {
     } else {
         Reposition(cur);
     }
-    Notify(TDataEvent::DataSetChange);
 }
 
 void TTable::AfterRollback() noexcept {
@@ -459,15 +463,8 @@ void TTable::AfterRollback() noexcept {
     }
     try {
         Invalidate();
-        if (window_.empty()) {
-            return;
-        }
-        TRecord cur = window_[current_];
-        auto again = FetchByRowId(cur.RowId);
-        if (again && Accepts(*again)) {
-            ShowRecord(std::move(*again), std::nullopt);
-        } else {
-            Reposition(cur);
+        if (!window_.empty()) {
+            ShowCurrentAgain();
         }
     } catch (...) {
         // The connection failed as well: show nothing rather than a record that may not exist.
@@ -636,16 +633,34 @@ bool TTable::FindKey(const std::vector<TValue>& keyValues) {
 }
 
 std::optional<TBookmark> TTable::SeekKey(const std::string& indexName, const std::vector<TValue>& keyValues) {
+    return SeekOnIndex(indexName, keyValues, false);
+}
+
+std::optional<TBookmark> TTable::SeekNearest(const std::string& indexName,
+                                             const std::vector<TValue>& keyValues) {
+    return SeekOnIndex(indexName, keyValues, true);
+}
+
+std::optional<TBookmark> TTable::SeekOnIndex(const std::string& indexName,
+                                             const std::vector<TValue>& keyValues, bool nearest) {
     CheckBrowseMode();
     const TIndexDef* idx = defs_.FindIndex(indexName);
     if (!idx) {
         throw EDatabaseError("The table \"" + tableName_ + "\" has no index \"" + indexName + "\"");
     }
-    if (SameName(idx->Name, indexName_)) {
-        auto params = KeyParams(keyValues, "SeekKey");
+    auto seek = [&]() -> std::optional<TBookmark> {
+        auto params = KeyParams(keyValues, nearest ? "SeekNearest" : "SeekKey");
         CheckStamp();
-        auto found = FetchOne(sql_->ExactKey(params.size()), params);
+        auto found =
+            FetchOne(nearest ? sql_->NearestKey(params.size()) : sql_->ExactKey(params.size()), params);
+        if (!found && nearest) {
+            // Past the last key: the last record of that order, as FindNearest shows it.
+            found = FetchOne(sql_->Last(1), {});
+        }
         return found ? std::optional<TBookmark>(found->RowId) : std::nullopt;
+    };
+    if (SameName(idx->Name, indexName_)) {
+        return seek();
     }
     // The key parameters and the records read follow the searched index while the search runs.
     std::unique_ptr<TCursorSql> own = std::move(sql_);
@@ -654,20 +669,18 @@ std::optional<TBookmark> TTable::SeekKey(const std::string& indexName, const std
         sql_ = std::move(own);
         indexName_ = ownIndex;
     };
-    std::optional<TRecord> found;
+    std::optional<TBookmark> found;
     try {
         indexName_ = idx->Name;
         sql_ = std::make_unique<TCursorSql>(tableName_, defs_, idx,
                                             compiledFilter_ ? &*compiledFilter_ : nullptr);
-        auto params = KeyParams(keyValues, "SeekKey");
-        CheckStamp();
-        found = FetchOne(sql_->ExactKey(params.size()), params);
+        found = seek();
     } catch (...) {
         restore();
         throw;
     }
     restore();
-    return found ? std::optional<TBookmark>(found->RowId) : std::nullopt;
+    return found;
 }
 
 void TTable::FindNearest(const std::vector<TValue>& keyValues) {
