@@ -33,23 +33,8 @@ TCliResult RunKorvellib(const std::vector<std::string>& args, const std::string&
         return result;
     const fs::path base(dir);
     { std::ofstream(base / "in", std::ios::binary) << input; }
-    std::vector<std::string> argv{KORVELLIB_EXE};
-    argv.insert(argv.end(), args.begin(), args.end());
-    std::vector<char*> raw;
-    for (std::string& a : argv)
-        raw.push_back(a.data());
-    raw.push_back(nullptr);
-
-    const pid_t pid = fork();
-    if (pid == 0) {
-        const int in = open((base / "in").c_str(), O_RDONLY);
-        const int out = open((base / "out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        const int err = open((base / "err").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
-        if (in < 0 || out < 0 || err < 0 || dup2(in, 0) < 0 || dup2(out, 1) < 0 || dup2(err, 2) < 0)
-            _exit(126);
-        execv(raw[0], raw.data());
-        _exit(127);
-    }
+    const pid_t pid =
+        StartKorvellib(args, (base / "out").string(), (base / "err").string(), (base / "in").string());
     int status = 0;
     if (pid > 0 && waitpid(pid, &status, 0) == pid)
         result.ExitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
@@ -61,18 +46,19 @@ TCliResult RunKorvellib(const std::vector<std::string>& args, const std::string&
 }
 
 pid_t StartKorvellib(const std::vector<std::string>& args, const std::string& outFile,
-                     const std::string& errFile) {
+                     const std::string& errFile, const std::string& inFile) {
     std::vector<std::string> argv{KORVELLIB_EXE};
     argv.insert(argv.end(), args.begin(), args.end());
     std::vector<char*> raw;
     for (std::string& a : argv)
         raw.push_back(a.data());
     raw.push_back(nullptr);
+    const std::string in = inFile.empty() ? "/dev/null" : inFile;
     const std::string out = outFile.empty() ? "/dev/null" : outFile;
     const std::string err = errFile.empty() ? "/dev/null" : errFile;
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, 0, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, 0, in.c_str(), O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     posix_spawn_file_actions_addopen(&actions, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
     pid_t pid = -1;

@@ -17,9 +17,9 @@ struct TCliResult {
 // The arguments are passed as they are, without a shell; input is fed to standard input.
 TCliResult RunKorvellib(const std::vector<std::string>& args, const std::string& input = {});
 
-// Starts korvellib without waiting for it: standard input from /dev/null, standard output and errors into
-// the files given (/dev/null for an empty name). The process id, or -1 when it could not be started.
+// Starts korvellib without waiting for it, its standard output, errors and input in the files given
+// (/dev/null for an empty name). The process id, or -1 when it could not be started.
 pid_t StartKorvellib(const std::vector<std::string>& args, const std::string& outFile = {},
-                     const std::string& errFile = {});
+                     const std::string& errFile = {}, const std::string& inFile = {});
 
 } // namespace korvel::test
