@@ -30,18 +30,6 @@ struct TBackupOptions {
     std::string Folder;
 };
 
-TConflictPolicy ConflictPolicy(const std::string& name) {
-    if (name == "overwrite")
-        return TConflictPolicy::Overwrite;
-    if (name == "rename")
-        return TConflictPolicy::Rename;
-    return TConflictPolicy::Skip;
-}
-
-std::string Elements(std::int64_t n) {
-    return std::to_string(n) + (n == 1 ? " element" : " elements");
-}
-
 // Selects the source rows in the element list as a person would, and returns how many are selected.
 std::int64_t SelectSource(TCustomLibForm& editor, int srcTab, const TCopyOptions& o) {
     TDBElementList& list = editor.DBList();

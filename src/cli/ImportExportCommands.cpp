@@ -44,18 +44,6 @@ std::string Upper(std::string text) {
     return text;
 }
 
-std::string Elements(std::int64_t n) {
-    return std::to_string(n) + (n == 1 ? " element" : " elements");
-}
-
-TConflictPolicy ConflictPolicy(const std::string& name) {
-    if (name == "overwrite")
-        return TConflictPolicy::Overwrite;
-    if (name == "rename")
-        return TConflictPolicy::Rename;
-    return TConflictPolicy::Skip;
-}
-
 std::vector<TColumnMap> ReadColumnMaps(const std::vector<std::string>& args) {
     std::vector<TColumnMap> maps;
     for (const std::string& text : args) {

@@ -80,6 +80,18 @@ std::string JsonText(const nlohmann::ordered_json& value, int indent) {
     return value.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
+std::string Elements(std::int64_t n) {
+    return std::to_string(n) + (n == 1 ? " element" : " elements");
+}
+
+TConflictPolicy ConflictPolicy(const std::string& name) {
+    if (name == "overwrite")
+        return TConflictPolicy::Overwrite;
+    if (name == "rename")
+        return TConflictPolicy::Rename;
+    return TConflictPolicy::Skip;
+}
+
 TLibSession::TLibSession(int libType, std::ostream& out, std::ostream& err, TBatchPolicy policy)
     : kind_(RequireKind(libType)), host_(out, err, policy), editor_(CreateLib(host_, libType)) {
     if (!editor_)

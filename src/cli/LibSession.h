@@ -8,6 +8,7 @@
 #include "editor/CustomLibForm.h"
 #include "platform/base/LibKinds.h"
 
+#include <cstdint>
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <ostream>
@@ -33,6 +34,11 @@ nlohmann::json ReadJsonInput(const std::string& fileOrDash);
 // JSON text that never throws on text that is not UTF-8 (old libraries): such bytes are replaced.
 std::string JsonText(const nlohmann::json& value, int indent = 2);
 std::string JsonText(const nlohmann::ordered_json& value, int indent = 2);
+
+// "1 element", "N elements": counts in the commands' reports.
+std::string Elements(std::int64_t n);
+// The answer to a name that exists, from --on-conflict ("skip", "overwrite", "rename").
+TConflictPolicy ConflictPolicy(const std::string& name);
 
 class TLibSession {
 public:
