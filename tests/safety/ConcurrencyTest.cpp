@@ -11,6 +11,7 @@
 #include "platform/db/Table.h"
 #include "service/LibService.h"
 #include "sound/FormLibX.h"
+#include "sound/SoundEditors.h"
 #include "sound/SoundSchema.h"
 #include "support/LibFolders.h"
 
@@ -174,8 +175,7 @@ TEST_F(Concurrency, AWriterThatCannotGetTheLockSaysSoWithinSeconds) {
 }
 
 TEST_F(Concurrency, AnEditorSeesWhatAnotherProgramAddedWhenItRefreshes) {
-    auto& editor = dynamic_cast<sound::TFormLibX&>(f.Host().Adopt(CreateLib(f.Host(), kEmissionLibType)));
-    editor.OpenLibType({folder_}, 0, kEmissionLibType, true);
+    sound::TFormLibX& editor = sound::OpenSoundEditor(f, kEmissionLibType, {folder_});
     db::TTable& table = *editor.GetMainTable(editor.GetCurIndex());
     ASSERT_EQ(table.RecordCount(), 1);
 

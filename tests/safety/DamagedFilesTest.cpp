@@ -10,6 +10,7 @@
 #include "platform/settings/PathText.h"
 #include "service/LibService.h"
 #include "sound/FormLibX.h"
+#include "sound/SoundEditors.h"
 #include "support/LibFolders.h"
 #include "support/TempDir.h"
 
@@ -209,8 +210,7 @@ TEST_F(DamagedFiles, ReadingCommandsAndTheEditorNameTheFileAndChangeNothing) {
         LibFolders f;
         WriteAll(f.Project() + "EmisX.abs", bytes);
         f.Ui().ExpectMessage(mtError, f.Project() + "EmisX.abs", mrOk);
-        auto& editor = dynamic_cast<sound::TFormLibX&>(f.Host().Adopt(CreateLib(f.Host(), kEmissionLibType)));
-        editor.OpenLibType({f.Project()}, 0, kEmissionLibType, true);
+        sound::TFormLibX& editor = sound::OpenSoundEditor(f, kEmissionLibType, {f.Project()});
         EXPECT_EQ(editor.TabCount(), 0);
         EXPECT_TRUE(ReadAll(f.Project() + "EmisX.abs") == bytes) << "the editor changed the file";
     }

@@ -14,6 +14,7 @@
 #include "platform/ui/ValueGrid.h"
 #include "service/LibService.h"
 #include "sound/FormLibX.h"
+#include "sound/SoundEditors.h"
 #include "support/LibFolders.h"
 
 #include <filesystem>
@@ -151,18 +152,13 @@ protected:
         // The System library is made like the shipped ones: written elsewhere, moved into the System
         // folder and switched to the rollback journal.
         {
-            auto& maker =
-                dynamic_cast<sound::TFormLibX&>(f.Host().Adopt(CreateLib(f.Host(), kEmissionLibType)));
-            maker.OpenLibType({f.Project2()}, 0, kEmissionLibType, true);
-            for (const char* name : {"Fan", "Pump", "Valve"}) {
-                maker.GetMainTable(maker.GetCurIndex())->Append();
-                maker.ApplyElementView({{"name", name},
-                                        {"comment", "shipped"},
-                                        {"groups", {"Machines"}},
-                                        {"weighting", "A"},
-                                        {"values", {{"27", 80.0}, {"30", 77.0}}}});
-                maker.StoreCurrent();
-            }
+            sound::TFormLibX& maker = sound::OpenSoundEditor(f, kEmissionLibType, {f.Project2()});
+            for (const char* name : {"Fan", "Pump", "Valve"})
+                sound::AddElement(maker, {{"name", name},
+                                          {"comment", "shipped"},
+                                          {"groups", {"Machines"}},
+                                          {"weighting", "A"},
+                                          {"values", {{"27", 80.0}, {"30", 77.0}}}});
             f.Host().Destroy(maker);
         }
         const std::string lib = LibName(kEmissionLibType);

@@ -7,6 +7,7 @@
 #include "platform/image/Picture.h"
 #include "service/LibService.h"
 #include "sound/FormLibX.h"
+#include "sound/SoundEditors.h"
 #include "support/LibFolders.h"
 
 #include <filesystem>
@@ -23,17 +24,8 @@ namespace fs = std::filesystem;
 
 class ExportTest : public ::testing::Test {
 protected:
-    TFormLibX& Open(int libType, const std::string& folder) {
-        auto& editor = dynamic_cast<TFormLibX&>(f.Host().Adopt(CreateLib(f.Host(), libType)));
-        editor.OpenLibType({folder}, 0, libType, true);
-        return editor;
-    }
-    void Add(TFormLibX& editor, const json& element) {
-        editor.GetMainTable(editor.GetCurIndex())->Append();
-        editor.ApplyElementView(element);
-        editor.StoreCurrent();
-        editor.RefreshElement();
-    }
+    TFormLibX& Open(int libType, const std::string& folder) { return OpenSoundEditor(f, libType, {folder}); }
+    void Add(TFormLibX& editor, const json& element) { AddElement(editor, element); }
     formats::TSheet Export(TFormLibX& editor, const std::string& file) {
         editor.ExportToExcel(file);
         formats::TWorkbook book = formats::ReadXlsx(file);

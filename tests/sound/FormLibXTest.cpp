@@ -9,6 +9,7 @@
 #include "platform/base/LibSchema.h"
 #include "platform/db/Restructure.h"
 #include "service/LibService.h"
+#include "sound/SoundEditors.h"
 #include "sound/SoundSchema.h"
 #include "support/LibFolders.h"
 
@@ -27,17 +28,10 @@ using test::LibFolders;
 class FormLibXTest : public ::testing::Test {
 protected:
     TFormLibX& Open(int libType, const std::vector<std::string>& folders) {
-        auto& editor = dynamic_cast<TFormLibX&>(f.Host().Adopt(CreateLib(f.Host(), libType)));
-        editor.OpenLibType(folders, static_cast<int>(folders.size()) - 1, libType, true);
-        return editor;
+        return OpenSoundEditor(f, libType, folders);
     }
     // Adds an element the way the command line does and shows it.
-    void Add(TFormLibX& editor, const json& element) {
-        editor.GetMainTable(editor.GetCurIndex())->Append();
-        editor.ApplyElementView(element);
-        editor.StoreCurrent();
-        editor.RefreshElement();
-    }
+    void Add(TFormLibX& editor, const json& element) { AddElement(editor, element); }
     std::vector<std::string> Row(TValueGrid& grid, int row) {
         std::vector<std::string> cells;
         for (int c = 0; c < grid.ColCount(); ++c)

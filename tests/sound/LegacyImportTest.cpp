@@ -10,6 +10,7 @@
 #include "service/LibService.h"
 #include "sound/FormLibX.h"
 #include "sound/LegacySchema.h"
+#include "sound/SoundEditors.h"
 #include "sound/SoundSchema.h"
 #include "support/LibFolders.h"
 
@@ -89,9 +90,7 @@ TBlob Spectrum(const std::map<int, float>& bands) {
 class LegacyImportTest : public ::testing::Test {
 protected:
     TFormLibX& Open(int libType, const std::vector<std::string>& folders) {
-        auto& editor = dynamic_cast<TFormLibX&>(f.Host().Adopt(CreateLib(f.Host(), libType)));
-        editor.OpenLibType(folders, static_cast<int>(folders.size()) - 1, libType, true);
-        return editor;
+        return OpenSoundEditor(f, libType, folders);
     }
     std::string Folder(const std::string& name) {
         const std::string folder = f.Root() + name + "/";

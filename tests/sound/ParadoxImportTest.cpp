@@ -8,6 +8,7 @@
 #include "platform/ui/Menus.h"
 #include "service/LibService.h"
 #include "sound/FormLibX.h"
+#include "sound/SoundEditors.h"
 #include "sound/UpdateFixtures.h"
 #include "support/LibFolders.h"
 
@@ -188,9 +189,7 @@ protected:
     TFormLibX& Open() {
         LibFolders::MakeLibrary(kAttenuationLibType, f.Project(),
                                 {{{"ElementName", "Silencer"}}, {{"ElementName", "Duct bend"}}});
-        auto& editor = dynamic_cast<TFormLibX&>(f.Host().Adopt(CreateLib(f.Host(), kAttenuationLibType)));
-        editor.OpenLibType({f.Project()}, 0, kAttenuationLibType, true);
-        return editor;
+        return OpenSoundEditor(f, kAttenuationLibType, {f.Project()});
     }
     void Change(TFormLibX& editor) {
         editor.MainMenu()->FindItem("Changelengthofelementnamefield1")->Click();

@@ -9,6 +9,7 @@
 #include "platform/formula/VarList.h"
 #include "service/LibService.h"
 #include "sound/FormLibX.h"
+#include "sound/SoundEditors.h"
 #include "sound/UpdateFixtures.h"
 #include "support/LibFolders.h"
 
@@ -63,9 +64,7 @@ TEST(ReadFromKennTest, UnplacedValuesBecomeLinesAndEmptySlotsNothing) {
 class SchemaUpdateTest : public ::testing::Test {
 protected:
     TFormLibX& Open(int libType, const std::vector<std::string>& folders) {
-        auto& editor = dynamic_cast<TFormLibX&>(f.Host().Adopt(CreateLib(f.Host(), libType)));
-        editor.OpenLibType(folders, static_cast<int>(folders.size()) - 1, libType, true);
-        return editor;
+        return OpenSoundEditor(f, libType, folders);
     }
     void OpenAndClose(int libType, const std::string& folder) {
         TFormLibX& editor = Open(libType, {folder});
