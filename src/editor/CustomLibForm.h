@@ -81,6 +81,13 @@ public:
     // references unless keepNumbers, store, clear the tag.
     virtual void CopySingleElement(int srcTab, int dstTab, TCustomLibForm& target, bool keepNumbers,
                                    TneAction& action);
+    // Bulk work (a copy, a backup, an import) into or out of a tab begins and ends; calls nest. Meanwhile
+    // only the bulk work changes that library, so a kind may keep look-ups (group numbers by name) and put
+    // screen work off until the end. BulkWorkUndone: what the kind kept may no longer hold (an element
+    // was taken back, or a batch was committed and other programs may write).
+    virtual void BulkWorkBegins(int /*tabIndex*/) {}
+    virtual void BulkWorkEnds(int /*tabIndex*/) {}
+    virtual void BulkWorkUndone(int /*tabIndex*/) {}
     virtual void CreateNewLibrary(int tabIndex, const std::string& fileName);
     virtual void ImportFile(const std::string& fileName);
     virtual void CreateFieldList();

@@ -270,6 +270,9 @@ void TCustomLibForm::PerformBackup(const std::string& folder) {
         std::optional<TControlsOff> quietSource, quietTarget;
         quietSource.emplace(*source);
         quietTarget.emplace(target);
+        std::optional<TBulkWork> bulkSource, bulkTarget;
+        bulkSource.emplace(*this, s);
+        bulkTarget.emplace(*this, d);
         source->First();
         while (!source->Eof()) {
             const std::int64_t n = source->Fields(0).AsLargeInt();
@@ -293,6 +296,8 @@ void TCustomLibForm::PerformBackup(const std::string& folder) {
             }
             source->Next();
         }
+        bulkTarget.reset();
+        bulkSource.reset();
         quietTarget.reset();
         quietSource.reset();
         snapshot.reset();

@@ -49,6 +49,18 @@ bool TAppendOnly::Active(const db::TTable& table) {
     return std::find(tables.begin(), tables.end(), &table) != tables.end();
 }
 
+TBulkWork::TBulkWork(TCustomLibForm& form, int tabIndex) : form_(form), tab_(tabIndex) {
+    form_.BulkWorkBegins(tab_);
+}
+
+TBulkWork::~TBulkWork() {
+    try {
+        form_.BulkWorkEnds(tab_);
+    } catch (...) {
+        // What the kind put off until the end (a filter shown again) waits for the next refresh.
+    }
+}
+
 TReadSnapshot::TReadSnapshot(db::TDatabase& source, const db::TDatabase& target) : source_(source) {
     if (&source == &target || !source.Active() || source.Connection().InTransaction())
         return;
@@ -199,6 +211,8 @@ void TCustomLibForm::CopyElement(TCustomLibForm& target, int dstTab) {
         TReadSnapshot snapshot(GetMyTable(srcTab)->Database(), targetDb);
         TControlsOff quietSource(*src);
         TControlsOff quietTarget(*dst);
+        TBulkWork bulkSource(*this, srcTab);
+        TBulkWork bulkTarget(target, dstTab);
         int done = 0;
         for (db::TBookmark row : rows) {
             if (!src->GotoBookmark(row))
@@ -214,6 +228,7 @@ void TCustomLibForm::CopyElement(TCustomLibForm& target, int dstTab) {
             } catch (const EKorvelError& e) {
                 // An element that cannot be read is reported (the kind's copy names it) and left out; the
                 // others are copied.
+                target.BulkWorkUndone(dstTab);
                 Ui().MessageDlg(e.what(), mtError, {mbOK});
             }
             if (action == TneAction::Cancel)

@@ -11,6 +11,7 @@
 namespace korvel {
 
 class IUi;
+class TCustomLibForm;
 
 // Resolves a name conflict in the target table and prepares the record to be written: looks name up on
 // indexName (the element-name index "EN"), asks the person while it is found (unless the action already
@@ -49,6 +50,19 @@ public:
 
 private:
     const db::TTable* table_;
+};
+
+// Bulk work on one tab of an editor for the lifetime of the guard (TCustomLibForm::BulkWorkBegins).
+class TBulkWork {
+public:
+    TBulkWork(TCustomLibForm& form, int tabIndex);
+    ~TBulkWork();
+    TBulkWork(const TBulkWork&) = delete;
+    TBulkWork& operator=(const TBulkWork&) = delete;
+
+private:
+    TCustomLibForm& form_;
+    int tab_;
 };
 
 // Silences a table's observers (the element list, bound controls, the editor's element view) while bulk

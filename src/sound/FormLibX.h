@@ -17,7 +17,9 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace korvel::sound {
@@ -59,6 +61,9 @@ public:
     std::string GetCaptionString() override;
     void CopySingleElement(int srcTab, int dstTab, TCustomLibForm& target, bool keepNumbers,
                            TneAction& action) override;
+    void BulkWorkBegins(int tabIndex) override;
+    void BulkWorkEnds(int tabIndex) override;
+    void BulkWorkUndone(int tabIndex) override;
     void CreateNewLibrary(int tabIndex, const std::string& fileName) override;
     nlohmann::json ElementView() override;
     void ApplyElementView(const nlohmann::json& view) override;
@@ -98,7 +103,9 @@ public:
     // DOS generation (FormLibXDosImport.cpp): the index file the person picked, with the data and group
     // files beside it.
     void ImportV42(const std::string& fileName, int& count, int& duplicates);
-    void ImportDosGroupTable(const std::string& fileName);
+    // Appends the group names of the DOS group file the library lacks; returns every record's name, empty
+    // names kept so that record numbers stay aligned (none when the file cannot be read).
+    std::vector<std::string> ImportDosGroupTable(const std::string& fileName);
 
     // Table generation (FormLibXTableImport.cpp). keepNumbers: the target numbering follows the source's.
     // fromUpdate: the import fills a library that is being brought up to date on opening.
@@ -260,6 +267,18 @@ private:
     std::string OutputContext() const;
     void Calculate();
 
+    // What bulk work on a tab keeps (BulkWorkBegins): the numbers of groups it looked up or appended, by
+    // the exact name asked for, and the names of group numbers it read, so that each element does not
+    // search the group table again; and whether it stored elements, so the filter is applied once at the end.
+    struct TGroupMemo {
+        int Users = 0;
+        bool Stored = false;
+        std::unordered_map<std::string, int> Numbers;
+        std::unordered_map<int, std::string> Names;
+    };
+    TGroupMemo* GroupMemo(int tabIndex);
+    void RememberGroup(int tabIndex, const std::string& name, int number);
+
     // Copying (FormLibXCopy.cpp).
     int MapDirectivity(TFormLibX& target, int dstTab, int srcTab, int number);
     void CopyLinkedFiles(const acoustic::TCustomLibSpectrum& element, const std::string& srcFolder,
@@ -271,6 +290,7 @@ private:
     std::vector<std::unique_ptr<TDirectivityList>> directivities_;
     TFilterRec filter_;
     bool showing_ = false;
+    std::unordered_map<int, TGroupMemo> groupMemos_;
 
     TEdit* editName_ = nullptr;
     std::vector<std::unique_ptr<TFieldLink>> links_;

@@ -128,7 +128,10 @@ void TFormLibX::CopySingleElement(int srcTab, int dstTab, TCustomLibForm& target
     element->SaveToLibrary(*target.GetMyTable(dstTab), name);
     PostOrCancel(dst);
     CopyLinkedFiles(*element, GetMyTable(srcTab)->Folder(), target.GetMyTable(dstTab)->Folder(), name);
-    target.FilterString(dstTab, target.filter_);
+    if (TGroupMemo* memo = target.GroupMemo(dstTab))
+        memo->Stored = true; // the filter is applied once, when the bulk work ends
+    else
+        target.FilterString(dstTab, target.filter_);
 }
 
 // Linked documents lie beside their library and travel with a stored copy. Their names come from the

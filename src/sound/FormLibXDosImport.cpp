@@ -36,11 +36,13 @@ public:
     TBatch(const TBatch&) = delete;
     TBatch& operator=(const TBatch&) = delete;
 
-    void Stored() {
-        if (++pending_ == kElementsPerTransaction) {
-            Commit();
-            Start();
-        }
+    // True when the batch was committed and a new one begun.
+    bool Stored() {
+        if (++pending_ < kElementsPerTransaction)
+            return false;
+        Commit();
+        Start();
+        return true;
     }
     // On failure the batch is rolled back and its elements counted as lost before the error travels on.
     void Commit() {
@@ -83,22 +85,24 @@ private:
 
 } // namespace
 
-void TFormLibX::ImportDosGroupTable(const std::string& fileName) {
+std::vector<std::string> TFormLibX::ImportDosGroupTable(const std::string& fileName) {
     const int tab = GetCurIndex();
     TMyTable* myTable = GetMyTable(tab);
     db::TTable* groups = myTable && myTable->GetCount() > 1 ? myTable->GetItem(1) : nullptr;
     if (!groups || !groups->Active())
-        return;
+        return {};
     std::ifstream in(formats::DosGroupFileName(fileName, LibType()), std::ios::binary);
     if (!in)
-        return;
+        return {};
     const TBlob bytes{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
     if (groups->Editing())
         groups->Post();
     groups->SetIndexName("EN");
-    for (const std::string& name : formats::DecodeDosGroupFile(bytes))
+    std::vector<std::string> names = formats::DecodeDosGroupFile(bytes);
+    for (const std::string& name : names)
         if (!name.empty())
             SetGroupValue(tab, name); // appends only a name the table lacks
+    return names;
 }
 
 void TFormLibX::ImportV42(const std::string& fileName, int& count, int& duplicates) {
@@ -110,12 +114,14 @@ void TFormLibX::ImportV42(const std::string& fileName, int& count, int& duplicat
     if (!myTable || !table || !table->Active())
         return;
     const double noValue = formats::DosNoValueLevel(LibType());
-    const std::string dataFile = formats::DosDataFileName(fileName, LibType());
-    const std::string groupFile = formats::DosGroupFileName(fileName, LibType());
+    // The data file stays open and the group file is read once: both are read record by record below.
+    formats::TDosRecordFile dataFile(formats::DosDataFileName(fileName, LibType()),
+                                     formats::kDosDataRecordSize);
     const std::string oldIndex = table->IndexName();
+    const TBulkWork bulkWork(*this, tab);
     std::optional<TBatch> batch;
     try {
-        ImportDosGroupTable(fileName);
+        const std::vector<std::string> groupNames = ImportDosGroupTable(fileName);
         std::ifstream in(fileName, std::ios::binary);
         if (!in)
             throw EKorvelError("The file \"" + fileName + "\" cannot be opened.");
@@ -132,7 +138,7 @@ void TFormLibX::ImportV42(const std::string& fileName, int& count, int& duplicat
                 TByteSpan(reinterpret_cast<const std::uint8_t*>(raw.data()), raw.size()));
             if (index.Name.empty())
                 continue;
-            if (table->FindKey({db::TValue(index.Name)})) {
+            if (table->SeekKey("EN", {db::TValue(index.Name)})) {
                 ++duplicates;
                 continue;
             }
@@ -144,10 +150,9 @@ void TFormLibX::ImportV42(const std::string& fileName, int& count, int& duplicat
             if (LibType() != kAttenuationLibType)
                 element->Color = RandomElementColor();
             for (int i = 0; i < kGroupSlots; ++i) {
-                const int record = index.Groups[static_cast<std::size_t>(i)];
-                std::string group;
-                if (record > 0 && formats::ReadDosGroupRecord(record, group, groupFile) == 0)
-                    element->Groups[static_cast<std::size_t>(i)] = GetGroupNo(tab, group);
+                const auto record = static_cast<std::size_t>(index.Groups[static_cast<std::size_t>(i)]);
+                if (record > 0 && record <= groupNames.size())
+                    element->Groups[static_cast<std::size_t>(i)] = GetGroupNo(tab, groupNames[record - 1]);
             }
             std::string comment;
             for (const std::string& line : data.Comment)
@@ -178,7 +183,9 @@ void TFormLibX::ImportV42(const std::string& fileName, int& count, int& duplicat
             element->SaveToLibrary(*myTable, index.Name);
             PostOrCancel(*table);
             ++count;
-            batch->Stored();
+            // Another program may change the groups between batches.
+            if (batch->Stored())
+                BulkWorkUndone(tab);
         }
         batch->Commit();
     } catch (const std::exception& e) {

@@ -108,6 +108,7 @@ int TFormLibX::ImportAsciiExcel(const std::string& fileName, int& count, int& du
     // Rows that cannot be read are logged by the dialog and the import goes on.
     form.Log = &Host().Log();
     TRunningImport running(form);
+    const TBulkWork bulkWork(*this, GetCurIndex());
     // The rows go in as one transaction (while they run, not while the dialog is open): a program stopped
     // half-way leaves none of the file's rows, never a part.
     TMyTable* myTable = GetMyTable(GetCurIndex());
@@ -173,7 +174,7 @@ void TFormLibX::ImportExcelLine(TExcelImportForm& sender, TImportLineAction& act
         if (field->DataType() == db::TFieldType::Graphic) {
             // The preset folder alone names no picture.
             std::error_code ec;
-            if (fs::is_regular_file(item.Value, ec))
+            if (item.Value != item.Preset && fs::is_regular_file(item.Value, ec))
                 LoadGraphicField(item.Value, *field, 200);
         } else
             field->SetAsString(item.Value);
@@ -274,6 +275,7 @@ void TFormLibX::SetGroupValue(TFieldNameItem& item, const std::string& cellText)
         groups->FieldByName("GruppenName").SetAsString(name);
         groups->Post();
         number = groups->FieldByName("Eintrag").AsInteger();
+        RememberGroup(tab, name, number);
         AddFilterGroupItems(tab);
     }
     if (number > 0)

@@ -49,12 +49,48 @@ int TFormLibX::GetGroupNo(int tabIndex, const std::string& name) {
     db::TTable* groups = GroupTable(GetMyTable(tabIndex));
     if (!groups || name.empty())
         return 0;
+    if (TGroupMemo* memo = GroupMemo(tabIndex))
+        if (const auto it = memo->Numbers.find(name); it != memo->Numbers.end())
+            return it->second;
     const db::TBookmark mark = groups->GetBookmark();
     int number = 0;
     if (groups->Locate("GruppenName", {db::TValue(name)}, db::loCaseInsensitive))
         number = groups->FieldByName("Eintrag").AsInteger();
     groups->GotoBookmark(mark);
+    RememberGroup(tabIndex, name, number);
     return number;
+}
+
+void TFormLibX::RememberGroup(int tabIndex, const std::string& name, int number) {
+    if (TGroupMemo* memo = GroupMemo(tabIndex); memo && number > 0)
+        memo->Numbers.emplace(name, number);
+}
+
+TFormLibX::TGroupMemo* TFormLibX::GroupMemo(int tabIndex) {
+    const auto it = groupMemos_.find(tabIndex);
+    return it == groupMemos_.end() ? nullptr : &it->second;
+}
+
+void TFormLibX::BulkWorkBegins(int tabIndex) {
+    ++groupMemos_[tabIndex].Users;
+}
+
+void TFormLibX::BulkWorkEnds(int tabIndex) {
+    const auto it = groupMemos_.find(tabIndex);
+    if (it == groupMemos_.end() || --it->second.Users > 0)
+        return;
+    const bool stored = it->second.Stored;
+    groupMemos_.erase(it);
+    // Stored elements may belong to groups the filter named before they existed.
+    if (stored && tabIndex < TabCount())
+        FilterString(tabIndex, filter_);
+}
+
+void TFormLibX::BulkWorkUndone(int tabIndex) {
+    if (TGroupMemo* memo = GroupMemo(tabIndex)) {
+        memo->Numbers.clear();
+        memo->Names.clear();
+    }
 }
 
 int TFormLibX::SetGroupValue(int tabIndex, const std::string& name) {
@@ -70,6 +106,7 @@ int TFormLibX::SetGroupValue(int tabIndex, const std::string& name) {
     groups->FieldByName("GruppenName").SetAsString(db::TruncateCodePoints(name, 40));
     groups->Post();
     const int number = groups->FieldByName("Eintrag").AsInteger();
+    RememberGroup(tabIndex, name, number);
     if (tabIndex == GetCurIndex())
         AddFilterGroupItems(tabIndex);
     return number;
@@ -79,11 +116,17 @@ std::string TFormLibX::GroupName(int tabIndex, int number) {
     db::TTable* groups = GroupTable(GetMyTable(tabIndex));
     if (!groups || number == 0)
         return {};
+    TGroupMemo* memo = GroupMemo(tabIndex);
+    if (memo)
+        if (const auto it = memo->Names.find(number); it != memo->Names.end())
+            return it->second;
     const db::TBookmark mark = groups->GetBookmark();
     std::string name;
     if (groups->Locate("Eintrag", {db::TValue(std::int64_t{number})}))
         name = groups->FieldByName("GruppenName").AsString();
     groups->GotoBookmark(mark);
+    if (memo && !name.empty())
+        memo->Names.emplace(number, name);
     return name;
 }
 

@@ -5,6 +5,7 @@
 
 #include <cstring>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 
 namespace korvel::formats {
@@ -139,26 +140,42 @@ TEST(DosLibFilesTest, ReadingRecordsFromFiles) {
     bytes.resize(bytes.size() + 100, 0); // a damaged, partial seventh record
     WriteFile(data, bytes);
 
-    TDosDataRecord rec;
-    ASSERT_EQ(ReadDosDataRecord(1, rec, data), 0);
-    EXPECT_EQ(rec.Comment[0], "record 1");
-    ASSERT_EQ(ReadDosDataRecord(6, rec, data), 0);
-    EXPECT_EQ(rec.ThirdOctaves[0], 6.0f);
-    // A negative entry is placed at |n - 1| records: -4 at 5 * 832, where record 6 starts.
-    ASSERT_EQ(ReadDosDataRecord(-4, rec, data), 0);
-    EXPECT_EQ(rec.Comment[0], "record 6");
-    ASSERT_EQ(ReadDosDataRecord(0, rec, data), 0); // |0 - 1| = 1: the second record
-    EXPECT_EQ(rec.Comment[0], "record 2");
+    // Each record opened on its own, and all through one file kept open, where a failed read must not end
+    // the reading of the records after it.
+    TDosRecordFile open(data, kDosDataRecordSize);
+    const std::vector<std::function<int(int, TDosDataRecord&)>> readers = {
+        [&](int n, TDosDataRecord& r) { return ReadDosDataRecord(n, r, data); },
+        [&](int n, TDosDataRecord& r) {
+            return ReadDosDataRecord(n, r, open);
+        }};
+    for (const auto& read : readers) {
+        TDosDataRecord rec;
+        ASSERT_EQ(read(1, rec), 0);
+        EXPECT_EQ(rec.Comment[0], "record 1");
+        ASSERT_EQ(read(6, rec), 0);
+        EXPECT_EQ(rec.ThirdOctaves[0], 6.0f);
+        // A negative entry is placed at |n - 1| records: -4 at 5 * 832, where record 6 starts.
+        ASSERT_EQ(read(-4, rec), 0);
+        EXPECT_EQ(rec.Comment[0], "record 6");
+        ASSERT_EQ(read(0, rec), 0); // |0 - 1| = 1: the second record
+        EXPECT_EQ(rec.Comment[0], "record 2");
 
-    // A partial record, a record past the end and a missing file fail and leave the record empty.
-    EXPECT_EQ(ReadDosDataRecord(7, rec, data), -1);
-    EXPECT_EQ(rec.Comment[0], "");
-    EXPECT_EQ(rec.ThirdOctaves[0], 0.0f);
-    ASSERT_EQ(ReadDosDataRecord(3, rec, data), 0);
-    EXPECT_EQ(ReadDosDataRecord(-5, rec, data), -1);
-    EXPECT_EQ(rec.Comment[0], "");
-    EXPECT_EQ(ReadDosDataRecord(500, rec, data), -1);
+        // A partial record and a record past the end fail and leave the record empty.
+        EXPECT_EQ(read(7, rec), -1);
+        EXPECT_EQ(rec.Comment[0], "");
+        EXPECT_EQ(rec.ThirdOctaves[0], 0.0f);
+        ASSERT_EQ(read(3, rec), 0);
+        EXPECT_EQ(rec.Comment[0], "record 3");
+        EXPECT_EQ(read(-5, rec), -1);
+        EXPECT_EQ(rec.Comment[0], "");
+        EXPECT_EQ(read(500, rec), -1);
+        ASSERT_EQ(read(5, rec), 0);
+        EXPECT_EQ(rec.Comment[0], "record 5");
+    }
+    TDosDataRecord rec;
     EXPECT_EQ(ReadDosDataRecord(1, rec, dir.File("missing")), -1);
+    TDosRecordFile missing(dir.File("missing"), kDosDataRecordSize);
+    EXPECT_EQ(ReadDosDataRecord(1, rec, missing), -1);
 }
 
 TEST(DosLibFilesTest, EntryMinusFiveReadsTheSixthRecord) {

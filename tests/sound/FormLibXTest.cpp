@@ -13,9 +13,11 @@
 #include "sound/SoundSchema.h"
 #include "support/LibFolders.h"
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <gtest/gtest.h>
+#include <map>
 #include <nlohmann/json.hpp>
 
 namespace korvel::sound {
@@ -348,6 +350,40 @@ TEST_F(FormLibXTest, CopyingMapsGroupsDirectivityAndLinkedFiles) {
     EXPECT_TRUE(std::filesystem::exists(f.Project() + "sheet.pdf"));
     EXPECT_TRUE(std::filesystem::exists(f.Project() + LibName(kDirectivityLibType)));
     EXPECT_EQ(editor.CBDirectivity().Text(), "1 Horn");
+}
+
+TEST_F(FormLibXTest, ACopyRunFindsEachGroupOnceAndFiltersTheTargetWhenItEnds) {
+    // The project's saved filter names a group the project does not have yet: the copy brings it, and the
+    // filtered list must show the copied members once the run is over.
+    LibFolders::MakeLibrary(kEmissionLibType, f.Project(), {});
+    LibFolders::MakeLibrary(kEmissionLibType, f.Global(), {});
+    TFilterRec rec;
+    rec.SetGroup(0, "Fans");
+    rec.SetEnabled(true);
+    SaveFilter(f.Project() + LibName(kEmissionLibType), rec);
+    TFormLibX& target = Open(kEmissionLibType, {f.Project()});
+    TFormLibX& source = Open(kEmissionLibType, {f.Global()});
+    Add(source, {{"name", "Fan A"}, {"groups", {"Fans"}}});
+    Add(source, {{"name", "Pump"}, {"groups", {"Pumps"}}});
+    Add(source, {{"name", "Fan B"}, {"groups", {"Roof", "Fans"}}});
+    Add(source, {{"name", "Roof fan"}, {"groups", {"fans", "Roof"}}});
+    source.SelectAll();
+    source.CopyElement(target, 0);
+
+    db::TTable& t = *target.GetMainTable(0);
+    std::vector<std::string> shown;
+    for (t.First(); !t.Eof(); t.Next())
+        shown.push_back(t.FieldByName("ElementName").AsString());
+    std::sort(shown.begin(), shown.end());
+    EXPECT_EQ(shown, (std::vector<std::string>{"Fan A", "Fan B", "Roof fan"}));
+    EXPECT_EQ(target.ReadGrTableToStringList(0), (std::vector<std::string>{"Fans", "Pumps", "Roof"}));
+    t.SetFiltered(false);
+    std::map<std::string, json> groups;
+    for (t.First(); !t.Eof(); t.Next())
+        groups[t.FieldByName("ElementName").AsString()] = target.ElementView()["groups"];
+    EXPECT_EQ(groups["Pump"], json({"Pumps"}));
+    EXPECT_EQ(groups["Fan B"], json({"Roof", "Fans"}));
+    EXPECT_EQ(groups["Roof fan"], json({"Fans", "Roof"}));
 }
 
 TEST_F(FormLibXTest, SystemTabsStayReadOnly) {

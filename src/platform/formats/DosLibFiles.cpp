@@ -28,22 +28,8 @@ void CheckRecordSize(TByteSpan record, std::size_t expected, const char* what) {
 
 // Reads the record at |recordNumber - 1| * size; empty when the file cannot give a whole record.
 std::optional<TBlob> ReadRecordAt(int recordNumber, std::size_t size, const std::string& fileName) {
-    std::ifstream in(fileName, std::ios::binary);
-    if (!in) {
-        return std::nullopt;
-    }
-    // Negative numbers come from damaged index records; the absolute distance keeps the seek in the file.
-    const long long index = std::llabs(static_cast<long long>(recordNumber) - 1);
-    in.seekg(static_cast<std::streamoff>(index * static_cast<long long>(size)));
-    if (!in) {
-        return std::nullopt;
-    }
-    TBlob buffer(size);
-    in.read(reinterpret_cast<char*>(buffer.data()), static_cast<std::streamsize>(size));
-    if (static_cast<std::size_t>(in.gcount()) != size) {
-        return std::nullopt;
-    }
-    return buffer;
+    TDosRecordFile file(fileName, size);
+    return file.Read(recordNumber);
 }
 
 // The file named name in folder, or a file whose name differs only in case (DOS names often come in
@@ -147,14 +133,48 @@ std::vector<std::string> DecodeDosGroupFile(TByteSpan bytes, int codePage) {
     return names;
 }
 
-int ReadDosDataRecord(int recordNumber, TDosDataRecord& record, const std::string& fileName) {
+TDosRecordFile::TDosRecordFile(const std::string& fileName, std::size_t recordSize)
+    : in_(fileName, std::ios::binary), size_(recordSize) {}
+
+std::optional<TBlob> TDosRecordFile::Read(int recordNumber) {
+    if (!in_.is_open()) {
+        return std::nullopt;
+    }
+    // Negative numbers come from damaged index records; the absolute distance keeps the seek in the file.
+    const long long index = std::llabs(static_cast<long long>(recordNumber) - 1);
+    const auto offset = static_cast<std::streamoff>(index * static_cast<long long>(size_));
+    // Records mostly come in file order; a seek would throw the read-ahead away.
+    if (offset != next_) {
+        in_.clear(); // a short read before must not end the reading of other records
+        in_.seekg(offset);
+        next_ = -1;
+        if (!in_) {
+            return std::nullopt;
+        }
+    }
+    TBlob buffer(size_);
+    in_.read(reinterpret_cast<char*>(buffer.data()), static_cast<std::streamsize>(size_));
+    if (static_cast<std::size_t>(in_.gcount()) != size_) {
+        next_ = -1;
+        return std::nullopt;
+    }
+    next_ = offset + static_cast<std::streamoff>(size_);
+    return buffer;
+}
+
+int ReadDosDataRecord(int recordNumber, TDosDataRecord& record, TDosRecordFile& file) {
     record = TDosDataRecord{};
-    const auto bytes = ReadRecordAt(recordNumber, kDosDataRecordSize, fileName);
+    const auto bytes = file.Read(recordNumber);
     if (!bytes) {
         return -1;
     }
     record = DecodeDosDataRecord(*bytes);
     return 0;
+}
+
+int ReadDosDataRecord(int recordNumber, TDosDataRecord& record, const std::string& fileName) {
+    TDosRecordFile file(fileName, kDosDataRecordSize);
+    return ReadDosDataRecord(recordNumber, record, file);
 }
 
 int ReadDosGroupRecord(int recordNumber, std::string& name, const std::string& fileName) {

@@ -10,6 +10,7 @@
 
 #include <array>
 #include <cstdint>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <vector>
@@ -52,9 +53,23 @@ std::vector<TDosIndexRecord> DecodeDosIndexFile(TByteSpan bytes, int codePage = 
 // All complete group records' names (converted, trimmed; empty names kept so that numbers stay aligned).
 std::vector<std::string> DecodeDosGroupFile(TByteSpan bytes, int codePage = kDefaultOemCodePage);
 
+// A file of fixed records kept open while many of its records are read. Read gives the record at
+// |recordNumber - 1| * size, or nothing when the file did not open or holds no whole record there.
+class TDosRecordFile {
+public:
+    TDosRecordFile(const std::string& fileName, std::size_t recordSize);
+    std::optional<TBlob> Read(int recordNumber);
+
+private:
+    std::ifstream in_;
+    std::size_t size_;
+    std::streamoff next_ = 0; // where the stream stands after the last whole read; -1 when unknown
+};
+
 // Reading one record of a file: the record at |recordNumber - 1| * size. Returns 0 when the file opened,
 // the seek worked and the whole record was read, else -1 (the record is then left zero-filled/empty). The
-// file is opened and closed for each record.
+// forms taking a file name open and close it for the one record.
+int ReadDosDataRecord(int recordNumber, TDosDataRecord& record, TDosRecordFile& file);
 int ReadDosDataRecord(int recordNumber, TDosDataRecord& record, const std::string& fileName);
 int ReadDosGroupRecord(int recordNumber, std::string& name, const std::string& fileName);
 

@@ -6,6 +6,7 @@
 #include <unicode/stringpiece.h>
 #include <unicode/ucnv.h>
 #include <unicode/unistr.h>
+#include <unordered_map>
 
 namespace korvel {
 
@@ -30,6 +31,17 @@ TConverter OpenConverter(int codePage) {
     return converter;
 }
 
+// Decoding converters, one per code page and thread: old files decode many short texts, and opening a
+// converter costs more than converting one of them.
+UConverter& DecodingConverter(int codePage) {
+    thread_local std::unordered_map<int, TConverter> converters;
+    auto it = converters.find(codePage);
+    if (it == converters.end())
+        it = converters.emplace(codePage, OpenConverter(codePage)).first;
+    ucnv_resetToUnicode(it->second.get());
+    return *it->second;
+}
+
 int32_t Length(std::string_view s) {
     if (s.size() > static_cast<std::size_t>(INT32_MAX)) {
         throw EKorvelError("Text too long to convert");
@@ -46,9 +58,8 @@ bool IsCodePageAvailable(int codePage) {
 }
 
 std::string CodePageToUtf8(std::string_view bytes, int codePage) {
-    const TConverter converter = OpenConverter(codePage);
     UErrorCode status = U_ZERO_ERROR;
-    const icu::UnicodeString text(bytes.data(), Length(bytes), converter.get(), status);
+    const icu::UnicodeString text(bytes.data(), Length(bytes), &DecodingConverter(codePage), status);
     if (U_FAILURE(status)) {
         throw EKorvelError("Text in code page " + std::to_string(codePage) + " cannot be converted");
     }
