@@ -21,11 +21,9 @@ using namespace acoustic;
 
 namespace {
 
-// Elements stored per transaction: fast enough, and an error loses no stored element.
-constexpr int kElementsPerTransaction = 500;
-
-// The open transaction of an import and the elements stored in it since the last commit. Commits happen
-// only by call, so that a failing one is reported; one left open (or failed) is rolled back.
+// The import's one transaction and the elements stored in it. A program stopped half-way leaves none of
+// the file's elements; an error ends the import and keeps what was stored before it. Commits happen only by
+// call, so that a failing one is reported; one left open (or failed) is rolled back.
 class TBatch {
 public:
     explicit TBatch(db::TDatabase& database) : database_(database) { Start(); }
@@ -36,14 +34,7 @@ public:
     TBatch(const TBatch&) = delete;
     TBatch& operator=(const TBatch&) = delete;
 
-    // True when the batch was committed and a new one begun.
-    bool Stored() {
-        if (++pending_ < kElementsPerTransaction)
-            return false;
-        Commit();
-        Start();
-        return true;
-    }
+    void Stored() { ++pending_; }
     // On failure the batch is rolled back and its elements counted as lost before the error travels on.
     void Commit() {
         if (!open_)
@@ -183,9 +174,7 @@ void TFormLibX::ImportV42(const std::string& fileName, int& count, int& duplicat
             element->SaveToLibrary(*myTable, index.Name);
             PostOrCancel(*table);
             ++count;
-            // Another program may change the groups between batches.
-            if (batch->Stored())
-                BulkWorkUndone(tab);
+            batch->Stored();
         }
         batch->Commit();
     } catch (const std::exception& e) {

@@ -1,6 +1,7 @@
-// Killed programs: korvellib is stopped with SIGKILL at a random moment of an import, a copy, a backup and a
-// schema update, and the library must still open, hold only whole elements and never hand a number out
-// twice. KORVEL_CRASH_RUNS sets the runs per operation, KORVEL_CRASH_SEED repeats a sequence of kill times.
+// Killed programs: korvellib is stopped with SIGKILL at a random moment of a text or DOS import, a copy, a
+// backup and a schema update, and the library must still open, hold only whole elements and never hand a
+// number out twice. KORVEL_CRASH_RUNS sets the runs per operation, KORVEL_CRASH_SEED repeats a sequence of
+// kill times.
 
 #include "cli/CliRunner.h"
 #include "platform/acoustic/LibSpectrum.h"
@@ -10,6 +11,7 @@
 #include "platform/db/Database.h"
 #include "platform/db/Sqlite.h"
 #include "platform/db/Table.h"
+#include "platform/formats/DosLibFiles.h"
 #include "sound/LegacySchema.h"
 #include "support/TempDir.h"
 
@@ -19,6 +21,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <map>
 #include <random>
@@ -42,7 +45,7 @@ constexpr std::size_t kSpectrumBytes = kBandCount * sizeof(float);
 int RunsPerOperation() {
     const char* text = std::getenv("KORVEL_CRASH_RUNS");
     const int runs = text ? std::atoi(text) : 0;
-    return runs > 0 ? runs : 13; // four operations: at least 50 kills locally
+    return runs > 0 ? runs : 13; // five operations: at least 50 kills locally
 }
 
 unsigned Seed() {
@@ -308,6 +311,8 @@ protected:
         return added;
     }
 
+    void KillImportRuns(const std::function<std::string(int run)>& makeInput, int rows);
+
     void CopyLibrary(const std::string& from, const std::string& to) {
         fs::remove_all(to);
         fs::create_directories(to);
@@ -331,33 +336,82 @@ std::string ImportTable(int run, int rows) {
     return csv.str();
 }
 
-// Existing groups are reused and new ones made; the whole file goes in or nothing of it.
-TEST_F(CrashSafety, KilledImportLeavesTheFileImportedWholeOrNotAtAll) {
-    constexpr int kRows = 1500;
+// The DOS generation of such rows: index, data and group file in a folder of their own.
+std::string DosLibraryFiles(const std::string& folder, int run, int rows) {
+    fs::create_directories(folder);
+    const std::string index = folder + "EMISLIB.002";
+    auto append = [](TBlob& to, const TBlob& record) {
+        to.insert(to.end(), record.begin(), record.end());
+    };
+    TBlob indexBytes, dataBytes, groupBytes;
+    for (int g = 1; g <= 7; ++g)
+        append(groupBytes, formats::EncodeDosGroupRecord("G" + std::to_string(g)));
+    for (int i = 0; i < rows; ++i) {
+        formats::TDosIndexRecord entry;
+        entry.Name = "D" + std::to_string(run) + "-" + std::to_string(i);
+        entry.Entry = static_cast<std::int16_t>(i + 1);
+        entry.Groups[0] = static_cast<std::uint8_t>(1 + i % 7);
+        append(indexBytes, formats::EncodeDosIndexRecord(entry));
+        formats::TDosDataRecord data;
+        data.Comment[0] = "run " + std::to_string(run);
+        data.ThirdOctaves.fill(static_cast<float>(60 + i % 10));
+        data.KennChar = {'A', 'A', 0, 0};
+        append(dataBytes, formats::EncodeDosDataRecord(data));
+    }
+    auto write = [](const std::string& file, const TBlob& bytes) {
+        std::ofstream(file, std::ios::binary)
+            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    };
+    write(index, indexBytes);
+    write(formats::DosDataFileName(index, kEmissionLibType), dataBytes);
+    write(formats::DosGroupFileName(index, kEmissionLibType), groupBytes);
+    return index;
+}
+
+// Imports of a file made per run (makeInput; run -1 measures) into a library of 300 elements, killed at
+// random moments: the whole file goes in or nothing of it, existing groups reused and new ones made.
+void CrashSafety::KillImportRuns(const std::function<std::string(int run)>& makeInput, int rows) {
     const std::string lib = Folder("import");
     MakeEmissionLibrary(lib, {.Count = 300, .Prefix = "Base-", .GroupCount = 5, .HandedOut = 400});
     std::int64_t handedOut = 400;
 
     const std::string scratch = Folder("measure");
     CopyLibrary(lib, scratch);
-    const std::string measureFile = root_.File("measure.csv");
-    std::ofstream(measureFile) << ImportTable(-1, kRows);
-    const Clock::duration span = Measure({"import", kEmission, scratch, measureFile});
+    const Clock::duration span = Measure({"import", kEmission, scratch, makeInput(-1)});
 
     TSnapshot before = CheckLibrary(lib);
     for (int run = 0; run < runs_; ++run) {
         SCOPED_TRACE("import run " + std::to_string(run) + ", seed " + std::to_string(seed_));
-        const std::string csv = root_.File("big" + std::to_string(run) + ".csv");
-        std::ofstream(csv) << ImportTable(run, kRows);
-        RunAndKill({"import", kEmission, lib, csv}, RandomMoment(span));
+        RunAndKill({"import", kEmission, lib, makeInput(run)}, RandomMoment(span));
         const TSnapshot after = CheckLibrary(lib);
         const std::size_t added = CheckAdded(before, after, handedOut);
-        EXPECT_TRUE(added == 0 || added == kRows) << added << " of " << kRows << " rows were imported";
+        EXPECT_TRUE(added == 0 || added == static_cast<std::size_t>(rows))
+            << added << " of " << rows << " rows were imported";
         CheckNextNumber(lib, handedOut);
         if (HasFailure())
             return;
         before = CheckLibrary(lib);
     }
+}
+
+TEST_F(CrashSafety, KilledImportLeavesTheFileImportedWholeOrNotAtAll) {
+    constexpr int kRows = 1500;
+    KillImportRuns(
+        [&](int run) {
+            const std::string csv = root_.File("big" + std::to_string(run) + ".csv");
+            std::ofstream(csv) << ImportTable(run, kRows);
+            return csv;
+        },
+        kRows);
+}
+
+TEST_F(CrashSafety, KilledDosImportLeavesTheFilesImportedWholeOrNotAtAll) {
+    constexpr int kRows = 1500;
+    KillImportRuns(
+        [&](int run) {
+            return DosLibraryFiles((root_.Path() / ("dos" + std::to_string(run))).string() + "/", run, kRows);
+        },
+        kRows);
 }
 
 // Some names exist in the destination (renamed on the way), some groups too; the copy is whole or absent.

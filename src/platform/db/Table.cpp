@@ -124,7 +124,9 @@ void TTable::Close() {
     editBuffer_ = TRecord{};
     modified_.clear();
     statements_.clear();
+    insertSql_.clear();
     sql_.reset();
+    seekSql_.reset();
     window_.clear();
     Invalidate();
     database_->UnregisterCursor(*this);
@@ -325,44 +327,60 @@ void TTable::WriteRecord() {
     CheckWritable();
     auto& conn = database_->Connection();
     bool inserting = state_ == TDataSetState::Insert;
-    std::vector<std::string> columns;
-    std::vector<TValue> values;
+    // Which fields and sort keys are written ('1'): the text of an insert depends on nothing else, so it is
+    // made once per such set rather than for every record.
+    std::string written;
+    std::vector<std::size_t> columns; // into defs_.Fields, then keyedFields_ after them
+    std::vector<const TValue*> values;
+    std::vector<TValue> keys;
+    keys.reserve(keyedFields_.size()); // values point into it
     for (size_t i = 0; i < defs_.Fields.size(); ++i) {
         const auto& f = defs_.Fields[i];
         bool write =
             inserting ? (f.DataType != TFieldType::AutoInc || modified_[i]) && !IsNull(editBuffer_.Values[i])
                       : modified_[i];
+        written.push_back(write ? '1' : '0');
         if (write) {
-            columns.push_back(QuoteIdent(f.Name));
-            values.push_back(editBuffer_.Values[i]);
+            columns.push_back(i);
+            values.push_back(&editBuffer_.Values[i]);
         }
     }
-    for (const auto& keyed : keyedFields_) {
-        int i = defs_.FieldIndex(keyed);
-        if (inserting || modified_[static_cast<size_t>(i)]) {
-            columns.push_back(QuoteIdent(schema::KeyColumn(keyed)));
+    for (size_t k = 0; k < keyedFields_.size(); ++k) {
+        int i = defs_.FieldIndex(keyedFields_[k]);
+        const bool write = inserting || modified_[static_cast<size_t>(i)];
+        written.push_back(write ? '1' : '0');
+        if (write) {
+            columns.push_back(defs_.Fields.size() + k);
             const TValue& v = editBuffer_.Values[static_cast<size_t>(i)];
             const auto* s = std::get_if<std::string>(&v);
-            values.push_back(CollationKey(s ? *s : std::string()));
+            keys.push_back(CollationKey(s ? *s : std::string()));
+            values.push_back(&keys.back());
         }
     }
+    auto columnName = [&](std::size_t c) {
+        return c < defs_.Fields.size() ? QuoteIdent(defs_.Fields[c].Name)
+                                       : QuoteIdent(schema::KeyColumn(keyedFields_[c - defs_.Fields.size()]));
+    };
 
     std::int64_t rowid = editBuffer_.RowId;
     if (inserting) {
-        std::string sql = "INSERT INTO " + QuoteIdent(tableName_);
-        if (columns.empty()) {
-            sql += " DEFAULT VALUES";
-        } else {
-            std::string names, marks;
-            for (size_t i = 0; i < columns.size(); ++i) {
-                names += (i ? ", " : "") + columns[i];
-                marks += i ? ", ?" : "?";
+        std::string& sql = insertSql_[written];
+        if (sql.empty()) {
+            sql = "INSERT INTO " + QuoteIdent(tableName_);
+            if (columns.empty()) {
+                sql += " DEFAULT VALUES";
+            } else {
+                std::string names, marks;
+                for (size_t i = 0; i < columns.size(); ++i) {
+                    names += (i ? ", " : "") + columnName(columns[i]);
+                    marks += i ? ", ?" : "?";
+                }
+                sql += " (" + names + ") VALUES (" + marks + ")";
             }
-            sql += " (" + names + ") VALUES (" + marks + ")";
         }
         TStatement& st = Prepared(sql);
         for (size_t i = 0; i < values.size(); ++i) {
-            BindValue(st, static_cast<int>(i) + 1, values[i]);
+            BindValue(st, static_cast<int>(i) + 1, *values[i]);
         }
         try {
             st.Run();
@@ -381,7 +399,7 @@ void TTable::WriteRecord() {
     } else if (!columns.empty()) {
         std::string sql = "UPDATE " + QuoteIdent(tableName_) + " SET ";
         for (size_t i = 0; i < columns.size(); ++i) {
-            sql += (i ? ", " : "") + columns[i] + " = ?";
+            sql += (i ? ", " : "") + columnName(columns[i]) + " = ?";
         }
         // Only when the changed fields still hold what this edit started from: two programs editing the
         // same field of one element must not silently overwrite each other.
@@ -395,8 +413,8 @@ void TTable::WriteRecord() {
         }
         TStatement st(conn.Handle(), sql);
         int index = 1;
-        for (const auto& v : values) {
-            BindValue(st, index++, v);
+        for (const TValue* v : values) {
+            BindValue(st, index++, *v);
         }
         st.Bind(index++, rowid);
         for (const TValue* v : guards) {

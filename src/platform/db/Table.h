@@ -13,6 +13,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace korvel::db {
@@ -236,7 +237,11 @@ private:
     TFilterRecord onFilterRecord_;
     std::optional<TCompiledFilter> compiledFilter_;
     std::unique_ptr<TCursorSql> sql_;
+    std::unique_ptr<TCursorSql>
+        seekSql_; // the last index SeekKey/SeekNearest searched other than the order's
+    std::string seekIndex_;
     std::map<std::string, std::unique_ptr<TStatement>> statements_;
+    std::unordered_map<std::string, std::string> insertSql_; // by the written fields, see WriteRecord
 
     // The window of records around the current one, in cursor order.
     std::vector<TRecord> window_;

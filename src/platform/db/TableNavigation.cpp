@@ -77,6 +77,7 @@ void TTable::RebuildSql() {
     }
     sql_ =
         std::make_unique<TCursorSql>(tableName_, defs_, index, compiledFilter_ ? &*compiledFilter_ : nullptr);
+    seekSql_.reset();
     constexpr std::size_t kMaxStatements = 64; // filters typed one after another make new texts
     const void* connection = database_->Connection().Handle();
     if (connection != statementsConnection_ || statements_.size() > kMaxStatements) {
@@ -662,18 +663,24 @@ std::optional<TBookmark> TTable::SeekOnIndex(const std::string& indexName,
     if (SameName(idx->Name, indexName_)) {
         return seek();
     }
-    // The key parameters and the records read follow the searched index while the search runs.
+    // The key parameters and the records read follow the searched index while the search runs. Its
+    // statements are kept for the next search on that index (bulk work checks a name per element).
+    if (!seekSql_ || !SameName(seekIndex_, idx->Name)) {
+        seekSql_ = std::make_unique<TCursorSql>(tableName_, defs_, idx,
+                                                compiledFilter_ ? &*compiledFilter_ : nullptr);
+        seekIndex_ = idx->Name;
+    }
     std::unique_ptr<TCursorSql> own = std::move(sql_);
     const std::string ownIndex = indexName_;
     auto restore = [&] {
+        seekSql_ = std::move(sql_);
         sql_ = std::move(own);
         indexName_ = ownIndex;
     };
     std::optional<TBookmark> found;
     try {
         indexName_ = idx->Name;
-        sql_ = std::make_unique<TCursorSql>(tableName_, defs_, idx,
-                                            compiledFilter_ ? &*compiledFilter_ : nullptr);
+        sql_ = std::move(seekSql_);
         found = seek();
     } catch (...) {
         restore();

@@ -131,6 +131,9 @@ void TSheetBuilder::Set(std::size_t row, std::size_t col, std::string text) {
     if (sheet_.Rows.size() <= row)
         sheet_.Rows.resize(row + 1);
     auto& cells = sheet_.Rows[row];
+    // Rows tend to be as wide as the one before: growing a new row cell by cell would move it many times.
+    if (cells.empty() && row > 0 && col < sheet_.Rows[row - 1].size())
+        cells.reserve(sheet_.Rows[row - 1].size());
     if (cells.size() <= col) {
         const std::size_t added = col + 1 - cells.size();
         if (cellsUsed_ + added > limits_.MaxCells)
