@@ -122,6 +122,19 @@ TEST_F(DbFixture, EventsRunInDatasetOrder) {
     EXPECT_EQ(table->RecordCount(), 1);
 }
 
+TEST_F(DbFixture, FieldsAreFoundByNameInAnyCaseOfItsLetters) {
+    EXPECT_EQ(table->FindField("elementname"), &table->FieldByName("ElementName"));
+    EXPECT_EQ(table->FindField("LASTCHANGEDATETIME"), &table->Fields(9));
+    EXPECT_EQ(table->FindField("Nr"), &table->Fields(0));
+    EXPECT_EQ(table->FindField("ElementNam"), nullptr);
+    EXPECT_EQ(table->FindField("ElementName "), nullptr);
+    EXPECT_EQ(table->FindField(""), nullptr);
+    EXPECT_THROW(table->FieldByName("Spectrum"), db::EDatabaseError);
+    // Only ASCII letters fold: a name differing in a letter beyond ASCII is another name.
+    EXPECT_FALSE(db::SameName("Größe", "GRÖßE"));
+    EXPECT_EQ(db::TNameHash{}("Gruppen1"), db::TNameHash{}("gRUPPEN1"));
+}
+
 TEST_F(DbFixture, FieldsConvertAndRefuseValuesThatDoNotFit) {
     table->Append();
     auto& name = table->FieldByName("ElementName");

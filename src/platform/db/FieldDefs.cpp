@@ -64,6 +64,15 @@ bool SameName(std::string_view a, std::string_view b) {
            std::equal(a.begin(), a.end(), b.begin(), [&](char x, char y) { return lower(x) == lower(y); });
 }
 
+std::size_t TNameHash::operator()(std::string_view name) const noexcept {
+    std::size_t h = 14695981039346656037ull; // FNV-1a over the folded bytes
+    for (char c : name) {
+        h ^= static_cast<unsigned char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+        h *= 1099511628211ull;
+    }
+    return h;
+}
+
 const TFieldDef* TTableDef::FindField(std::string_view name) const {
     int i = FieldIndex(name);
     return i < 0 ? nullptr : &Fields[static_cast<size_t>(i)];

@@ -70,5 +70,14 @@ void ValidateTableDef(const TTableDef& def);
 
 // Name comparison of fields, indexes and tables: ASCII letters without regard to case, as in SQL.
 bool SameName(std::string_view a, std::string_view b);
+// Hash and equality of names as SameName compares them, for look-up tables keyed by name.
+struct TNameHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view name) const noexcept;
+};
+struct TNameEqual {
+    using is_transparent = void;
+    bool operator()(std::string_view a, std::string_view b) const noexcept { return SameName(a, b); }
+};
 
 } // namespace korvel::db

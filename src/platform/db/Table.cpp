@@ -91,8 +91,10 @@ void TTable::Open() {
     database_->Open(false);
     defs_ = database_->ReadTableDef(tableName_);
     fields_.clear();
+    fieldsByName_.clear();
     for (size_t i = 0; i < defs_.Fields.size(); ++i) {
         fields_.push_back(std::make_unique<TField>(*this, static_cast<int>(i), defs_.Fields[i]));
+        fieldsByName_.emplace(fields_.back()->FieldName(), fields_.back().get()); // the first of a name wins
     }
     keyedFields_ = schema::KeyedFields(defs_);
     if (!indexName_.empty() && !defs_.FindIndex(indexName_)) {
@@ -164,12 +166,8 @@ TField& TTable::Fields(int index) {
 }
 
 TField* TTable::FindField(std::string_view name) {
-    for (auto& f : fields_) {
-        if (SameName(f->FieldName(), name)) {
-            return f.get();
-        }
-    }
-    return nullptr;
+    const auto it = fieldsByName_.find(name);
+    return it == fieldsByName_.end() ? nullptr : it->second;
 }
 
 TField& TTable::FieldByName(std::string_view name) {

@@ -227,6 +227,7 @@ private:
     std::string tableName_;
     TTableDef defs_;
     std::vector<std::unique_ptr<TField>> fields_;
+    std::unordered_map<std::string, TField*, TNameHash, TNameEqual> fieldsByName_; // looked up per record
     std::vector<std::string> keyedFields_;
     TDataSetState state_ = TDataSetState::Inactive;
 
