@@ -135,6 +135,59 @@ TEST_F(DbFixture, FieldsAreFoundByNameInAnyCaseOfItsLetters) {
     EXPECT_EQ(db::TNameHash{}("Gruppen1"), db::TNameHash{}("gRUPPEN1"));
 }
 
+TEST_F(DbFixture, AnInsertedRecordIsKnownAsStoredAndKeepsItsPlaceInTheOrder) {
+    table->SetIndexName("EN");
+    Add("alpha");
+    Add("Gamma");
+    auto values = [&] {
+        std::vector<TValue> out;
+        for (int i = 0; i < table->FieldCount(); ++i)
+            out.push_back(table->Fields(i).Value());
+        return out;
+    };
+    table->Append();
+    table->FieldByName("ElementName").SetAsString("beta");
+    table->FieldByName("Gruppen1").SetAsInteger(7);
+    table->FieldByName("Kommentar").SetAsString(std::string("line\r\0two", 9));
+    table->FieldByName("Spektrum").SetAsBytes({});
+    table->FieldByName("Level").SetAsFloat(-12.25);
+    table->FieldByName("Count").SetAsInteger(65535);
+    table->FieldByName("Active").SetAsBoolean(true);
+    table->FieldByName("LastChangeDateTime").SetAsDateTime(45000.5);
+    const std::uint64_t fetched = table->RecordsFetched();
+    table->Post();
+    EXPECT_EQ(table->RecordsFetched(), fetched) << "the stored record was read back";
+    const std::vector<TValue> shown = values();
+    const std::int64_t number = table->Fields(0).AsLargeInt();
+    EXPECT_EQ(number, 3);
+
+    // What the cursor shows is what the file holds, and its neighbours in the name order are found from it.
+    table->Refresh();
+    EXPECT_EQ(values(), shown);
+    ASSERT_TRUE(table->FindKey({TValue{std::string("BETA")}}));
+    table->Append();
+    table->FieldByName("ElementName").SetAsString("Beta");
+    table->Post();
+    table->Next();
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "Gamma");
+    table->Prior();
+    table->Prior();
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "beta");
+    table->Prior();
+    EXPECT_EQ(table->FieldByName("ElementName").AsString(), "alpha");
+
+    // A trigger may change what is stored: the record is then read as stored.
+    db->Connection().Exec("CREATE TRIGGER stamp AFTER INSERT ON Elements BEGIN UPDATE Elements SET "
+                          "Kommentar = 'from the trigger' WHERE rowid = new.rowid; END");
+    table->Close();
+    table->Open();
+    table->Append();
+    table->FieldByName("ElementName").SetAsString("delta");
+    table->FieldByName("Kommentar").SetAsString("typed");
+    table->Post();
+    EXPECT_EQ(table->FieldByName("Kommentar").AsString(), "from the trigger");
+}
+
 TEST_F(DbFixture, FieldsConvertAndRefuseValuesThatDoNotFit) {
     table->Append();
     auto& name = table->FieldByName("ElementName");

@@ -123,13 +123,20 @@ std::string TCursorSql::NearestKey(size_t n) const {
     return Select() + Where(cond) + Order(false) + " LIMIT 1";
 }
 
-std::string TCursorSql::ExactKey(size_t n) const {
-    const auto& keys = SearchKeys();
-    std::string cond;
-    for (size_t i = 0; i < n; ++i) {
-        cond += (i ? " AND " : "") + keys[i] + " = ?";
+const std::string& TCursorSql::ExactKey(size_t n) const {
+    if (exactKeys_.size() < n) {
+        exactKeys_.resize(n);
     }
-    return Select() + Where(cond) + Order(false);
+    std::string& sql = exactKeys_[n - 1];
+    if (sql.empty()) {
+        const auto& keys = SearchKeys();
+        std::string cond;
+        for (size_t i = 0; i < n; ++i) {
+            cond += (i ? " AND " : "") + keys[i] + " = ?";
+        }
+        sql = Select() + Where(cond) + Order(false);
+    }
+    return sql;
 }
 
 } // namespace korvel::db

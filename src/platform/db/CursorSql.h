@@ -42,7 +42,8 @@ public:
     std::string FirstWhere(const std::string& condition) const;
     // The first record at or after a key prefix of n keys (parameters: filter params, key values).
     std::string NearestKey(size_t n) const;
-    std::string ExactKey(size_t n) const;
+    // Kept once made: name checks of bulk work ask for it per element.
+    const std::string& ExactKey(size_t n) const;
 
 private:
     std::string Select() const;
@@ -59,6 +60,7 @@ private:
     std::vector<std::string> searchKeys_;
     bool descending_ = false;
     const TCompiledFilter* filter_ = nullptr;
+    mutable std::vector<std::string> exactKeys_; // by key count - 1
 };
 
 } // namespace korvel::db

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cmath>
+#include <sqlite3.h>
 #include <sstream>
 
 namespace korvel::db::schema {
@@ -138,6 +140,67 @@ std::string KeyExpression(const TTableDef& def, const TIndexDef& index, const st
         return "coalesce(" + QuoteIdent(f->Name) + ", '')";
     }
     return "coalesce(" + QuoteIdent(f->Name) + ", " + kNumericNullKey + ")";
+}
+
+TKeyKind KeyKind(const TTableDef& def, const TIndexDef& index, const std::string& fieldName) {
+    const TFieldDef* f = def.FindField(fieldName);
+    if (f && f->DataType == TFieldType::AutoInc) {
+        return TKeyKind::RowId;
+    }
+    if (f && f->DataType == TFieldType::String && index.Has(ixCaseInsensitive)) {
+        return TKeyKind::CollationKey;
+    }
+    return TKeyKind::Value;
+}
+
+bool StoresValuesAsBound(TSqliteConnection& conn, const std::string& tableName, const TTableDef& def) {
+    TStatement triggers(conn.Handle(),
+                        "SELECT count(*) FROM sqlite_master WHERE type = 'trigger' AND tbl_name = ?");
+    triggers.Bind(1, tableName);
+    if (!triggers.Step() || triggers.ColumnInt(0) != 0) {
+        return false;
+    }
+    std::size_t matched = 0;
+    TStatement columns(conn.Handle(), "SELECT name, type, dflt_value, pk FROM pragma_table_info(?)");
+    columns.Bind(1, tableName);
+    while (columns.Step()) {
+        const std::string name = columns.ColumnText(0);
+        const TFieldDef* f = def.FindField(name);
+        if (!f) {
+            // A hidden key column is always written on insert; any other column must be NULL when left out.
+            if (columns.ColumnType(2) != SQLITE_NULL && !name.starts_with("_ck_")) {
+                return false;
+            }
+            continue;
+        }
+        std::string type = columns.ColumnText(1);
+        std::transform(type.begin(), type.end(), type.begin(),
+                       [](unsigned char c) { return static_cast<char>(std::toupper(c)); });
+        if (type != SqlType(f->DataType) || columns.ColumnType(2) != SQLITE_NULL) {
+            return false;
+        }
+        if (f->DataType == TFieldType::AutoInc && columns.ColumnInt(3) != 1) {
+            return false;
+        }
+        ++matched;
+    }
+    return matched == def.Fields.size();
+}
+
+bool KeepsKind(TFieldType type, const TValue& value) {
+    const std::string_view sql = SqlType(type);
+    if (sql == "INTEGER") {
+        return std::holds_alternative<std::int64_t>(value);
+    }
+    if (sql == "REAL") {
+        // SQLite stores a NaN as NULL.
+        const double* d = std::get_if<double>(&value);
+        return d && !std::isnan(*d);
+    }
+    if (sql == "TEXT") {
+        return std::holds_alternative<std::string>(value);
+    }
+    return std::holds_alternative<TBytes>(value);
 }
 
 bool IsRowIdIndex(const TTableDef& def, const TIndexDef& index) {

@@ -2,6 +2,7 @@
 
 #include "platform/db/FieldDefs.h"
 #include "platform/db/Sqlite.h"
+#include "platform/db/Value.h"
 
 #include <string>
 #include <vector>
@@ -25,6 +26,19 @@ std::string KeyExpression(const TTableDef& def, const TIndexDef& index, const st
 
 // Whether the index orders exactly like the row number (the primary index on the autoincrement field).
 bool IsRowIdIndex(const TTableDef& def, const TIndexDef& index);
+
+// What KeyExpression gives for a field of a stored record: the row number, the field's hidden collation
+// key, or the field's own value (a NULL value giving a stand-in).
+enum class TKeyKind { RowId, CollationKey, Value };
+TKeyKind KeyKind(const TTableDef& def, const TIndexDef& index, const std::string& fieldName);
+
+// Whether SQLite stores every value of the declared kind (INTEGER an integer, REAL a real, TEXT a text,
+// BLOB bytes) exactly as bound into the table, and a column left out as NULL: each column has the type
+// CreateTableSql gives its field, no default, the autoincrement field is the row number, and no trigger
+// changes what is stored. A record just inserted is then known without reading it back.
+bool StoresValuesAsBound(TSqliteConnection& conn, const std::string& tableName, const TTableDef& def);
+// Whether a value keeps its kind in a column of that field type (see StoresValuesAsBound).
+bool KeepsKind(TFieldType type, const TValue& value);
 
 std::string CreateTableSql(const std::string& tableName, const TTableDef& def);
 std::string SqlIndexName(const std::string& tableName, const std::string& indexName);

@@ -97,6 +97,7 @@ void TTable::Open() {
         fieldsByName_.emplace(fields_.back()->FieldName(), fields_.back().get()); // the first of a name wins
     }
     keyedFields_ = schema::KeyedFields(defs_);
+    storesAsBound_ = schema::StoresValuesAsBound(database_->Connection(), tableName_, defs_);
     if (!indexName_.empty() && !defs_.FindIndex(indexName_)) {
         indexName_.clear();
     }
@@ -429,7 +430,10 @@ void TTable::WriteRecord() {
     }
     database_->NoteLocalChange();
     Invalidate();
-    auto stored = FetchByRowId(rowid);
+    // Bulk work inserts many records in a row: reading each back costs as much as storing it.
+    auto stored = inserting ? InsertedRecord(rowid, keys) : std::nullopt;
+    if (!stored)
+        stored = FetchByRowId(rowid);
     if (!stored) {
         return;
     }
@@ -441,6 +445,59 @@ void TTable::WriteRecord() {
         return;
     }
     ShowRecord(std::move(*stored), std::nullopt);
+}
+
+std::optional<TRecord> TTable::InsertedRecord(std::int64_t rowid, const std::vector<TValue>& keys) const {
+    if (!storesAsBound_ || keys.size() != keyedFields_.size()) {
+        return std::nullopt;
+    }
+    TRecord r;
+    r.RowId = rowid;
+    r.Values.reserve(defs_.Fields.size());
+    for (size_t i = 0; i < defs_.Fields.size(); ++i) {
+        const TFieldType type = defs_.Fields[i].DataType;
+        const TValue& v = editBuffer_.Values[i];
+        if (type == TFieldType::AutoInc) {
+            r.Values.emplace_back(rowid); // the row number itself
+        } else if (IsNull(v)) {
+            r.Values.emplace_back();
+        } else if (schema::KeepsKind(type, v)) {
+            r.Values.push_back(v);
+        } else {
+            return std::nullopt;
+        }
+    }
+    const TIndexDef* index = indexName_.empty() ? nullptr : defs_.FindIndex(indexName_);
+    if (index && !schema::IsRowIdIndex(defs_, *index)) {
+        for (const std::string& field : index->Fields) {
+            switch (schema::KeyKind(defs_, *index, field)) {
+            case schema::TKeyKind::RowId:
+                r.Keys.emplace_back(rowid);
+                break;
+            case schema::TKeyKind::CollationKey: {
+                const auto k = std::find_if(keyedFields_.begin(), keyedFields_.end(),
+                                            [&](const std::string& keyed) { return SameName(keyed, field); });
+                if (k == keyedFields_.end()) {
+                    return std::nullopt;
+                }
+                r.Keys.push_back(keys[static_cast<size_t>(k - keyedFields_.begin())]);
+                break;
+            }
+            case schema::TKeyKind::Value: {
+                const int i = defs_.FieldIndex(field);
+                if (i < 0 || IsNull(r.Values[static_cast<size_t>(i)])) {
+                    return std::nullopt; // the key stands in for NULL; read it as stored
+                }
+                r.Keys.push_back(r.Values[static_cast<size_t>(i)]);
+                break;
+            }
+            }
+        }
+    }
+    if (r.Keys.size() != sql_->KeyCount()) {
+        return std::nullopt;
+    }
+    return r;
 }
 
 bool TTable::OrderKeyModified() const {

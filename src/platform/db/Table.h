@@ -203,6 +203,9 @@ private:
     std::vector<TRecord> FetchPage(bool forward, const TRecord* from, int limit);
     std::optional<TRecord> FetchOne(const std::string& sql, const std::vector<TValue>& params);
     std::optional<TRecord> FetchByRowId(std::int64_t rowid);
+    // The record the edit buffer became when inserted as rowid, keys holding the collation keys written for
+    // keyedFields_; nothing when SQLite may have stored something else than was bound.
+    std::optional<TRecord> InsertedRecord(std::int64_t rowid, const std::vector<TValue>& keys) const;
     void ShowRecord(TRecord record, std::optional<std::int64_t> position);
     // Makes a record current with the scroll events around it.
     void ScrollTo(TRecord record, std::optional<std::int64_t> position);
@@ -229,6 +232,7 @@ private:
     std::vector<std::unique_ptr<TField>> fields_;
     std::unordered_map<std::string, TField*, TNameHash, TNameEqual> fieldsByName_; // looked up per record
     std::vector<std::string> keyedFields_;
+    bool storesAsBound_ = false; // schema::StoresValuesAsBound, read on opening
     TDataSetState state_ = TDataSetState::Inactive;
 
     std::string indexName_;

@@ -652,8 +652,8 @@ std::optional<TBookmark> TTable::SeekOnIndex(const std::string& indexName,
     auto seek = [&]() -> std::optional<TBookmark> {
         auto params = KeyParams(keyValues, nearest ? "SeekNearest" : "SeekKey");
         CheckStamp();
-        auto found =
-            FetchOne(nearest ? sql_->NearestKey(params.size()) : sql_->ExactKey(params.size()), params);
+        auto found = nearest ? FetchOne(sql_->NearestKey(params.size()), params)
+                             : FetchOne(sql_->ExactKey(params.size()), params);
         if (!found && nearest) {
             // Past the last key: the last record of that order, as FindNearest shows it.
             found = FetchOne(sql_->Last(1), {});
