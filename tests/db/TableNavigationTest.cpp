@@ -291,6 +291,40 @@ TEST_F(DbFixture, RollbackTakesBackTheRecordsCursorsShow) {
     EXPECT_EQ(table->RecordCount(), 2);
 }
 
+TEST_F(DbFixture, RecNoFindsEveryRecordAmongTheReadPositionsOfBothNumberOrders) {
+    db::TTableDef def = ElementDef();
+    def.AddIndex("down", {"Nr"}, db::ixDescending);
+    db->CreateTable("Down", def);
+    db::TTable t(db, "Down");
+    t.Open();
+    for (int i = 0; i < 40; ++i) {
+        t.Append();
+        t.FieldByName("ElementName").SetAsString("e" + std::to_string(i));
+        t.Post();
+    }
+    // Deleted numbers leave gaps in the positions.
+    t.SetIndexName("p");
+    for (t.First(); !t.Eof();) {
+        if (t.Fields(0).AsLargeInt() % 3 == 0)
+            t.Delete();
+        else
+            t.Next();
+    }
+    for (const char* order : {"p", "down"}) {
+        SCOPED_TRACE(order);
+        t.SetIndexName(order);
+        t.SetRecNo(1); // reads the positions
+        std::vector<db::TBookmark> marks;
+        for (t.First(); !t.Eof(); t.Next())
+            marks.push_back(t.GetBookmark());
+        ASSERT_EQ(marks.size(), 27u);
+        for (std::size_t i = 0; i < marks.size(); ++i) {
+            ASSERT_TRUE(t.GotoBookmark(marks[i]));
+            EXPECT_EQ(t.RecNo(), static_cast<std::int64_t>(i + 1));
+        }
+    }
+}
+
 TEST_F(DbFixture, PositionsOfTheOrderLeftComeBackOnlyWhileTheFileIsUnchanged) {
     Add("c");
     Add("b");
