@@ -104,10 +104,14 @@ std::string TCursorSql::FirstWhere(const std::string& condition) const {
     return Select() + Where(condition) + Order(false);
 }
 
-std::string TCursorSql::NearestKey(size_t n) const {
+std::string TCursorSql::KeyCondition(size_t n, bool exact) const {
     const auto& keys = SearchKeys();
     std::string cond;
-    if (n == 1) {
+    if (exact) {
+        for (size_t i = 0; i < n; ++i) {
+            cond += (i ? " AND " : "") + keys[i] + " = ?";
+        }
+    } else if (n == 1) {
         cond = keys.front() + (descending_ ? " <= ?" : " >= ?");
     } else {
         cond = "(";
@@ -120,7 +124,11 @@ std::string TCursorSql::NearestKey(size_t n) const {
         }
         cond += ")";
     }
-    return Select() + Where(cond) + Order(false) + " LIMIT 1";
+    return cond;
+}
+
+std::string TCursorSql::NearestKey(size_t n) const {
+    return Select() + Where(KeyCondition(n, false)) + Order(false) + " LIMIT 1";
 }
 
 const std::string& TCursorSql::ExactKey(size_t n) const {
@@ -129,12 +137,19 @@ const std::string& TCursorSql::ExactKey(size_t n) const {
     }
     std::string& sql = exactKeys_[n - 1];
     if (sql.empty()) {
-        const auto& keys = SearchKeys();
-        std::string cond;
-        for (size_t i = 0; i < n; ++i) {
-            cond += (i ? " AND " : "") + keys[i] + " = ?";
-        }
-        sql = Select() + Where(cond) + Order(false);
+        sql = Select() + Where(KeyCondition(n, true)) + Order(false);
+    }
+    return sql;
+}
+
+const std::string& TCursorSql::KeyRowId(size_t n, bool exact) const {
+    auto& cache = rowIdKeys_[exact ? 1 : 0];
+    if (cache.size() < n) {
+        cache.resize(n);
+    }
+    std::string& sql = cache[n - 1];
+    if (sql.empty()) {
+        sql = "SELECT rowid FROM " + table_ + Where(KeyCondition(n, exact)) + Order(false) + " LIMIT 1";
     }
     return sql;
 }

@@ -3,6 +3,7 @@
 #include "platform/db/FieldDefs.h"
 #include "platform/db/FilterExpression.h"
 
+#include <array>
 #include <string>
 #include <vector>
 
@@ -44,12 +45,16 @@ public:
     std::string NearestKey(size_t n) const;
     // Kept once made: name checks of bulk work ask for it per element.
     const std::string& ExactKey(size_t n) const;
+    // The row number alone of the first record at (exact) or after a key prefix of n keys; the index holds
+    // it, so the record itself is not read.
+    const std::string& KeyRowId(size_t n, bool exact) const;
 
 private:
     std::string Select() const;
     std::string Where(const std::string& extra) const;
     std::string Order(bool reverse) const;
     std::string KeysetCondition(bool after) const;
+    std::string KeyCondition(size_t n, bool exact) const;
     // The expressions a key search compares: the index keys, or the rowid for the element-number order.
     const std::vector<std::string>& SearchKeys() const { return searchKeys_; }
 
@@ -60,7 +65,8 @@ private:
     std::vector<std::string> searchKeys_;
     bool descending_ = false;
     const TCompiledFilter* filter_ = nullptr;
-    mutable std::vector<std::string> exactKeys_; // by key count - 1
+    mutable std::vector<std::string> exactKeys_;                // by key count - 1
+    mutable std::array<std::vector<std::string>, 2> rowIdKeys_; // [exact], by key count - 1
 };
 
 } // namespace korvel::db

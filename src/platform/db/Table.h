@@ -203,6 +203,8 @@ private:
     std::vector<TRecord> FetchPage(bool forward, const TRecord* from, int limit);
     std::optional<TRecord> FetchOne(const std::string& sql, const std::vector<TValue>& params);
     std::optional<TRecord> FetchByRowId(std::int64_t rowid);
+    // The first row number a query of one column (rowid) gives, the filter's parameters bound first.
+    std::optional<std::int64_t> FetchRowId(const std::string& sql, const std::vector<TValue>& params);
     // The record the edit buffer became when inserted as rowid, keys holding the collation keys written for
     // keyedFields_; nothing when SQLite may have stored something else than was bound.
     std::optional<TRecord> InsertedRecord(std::int64_t rowid, const std::vector<TValue>& keys) const;

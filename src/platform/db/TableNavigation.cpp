@@ -200,6 +200,21 @@ std::optional<TRecord> TTable::FetchOne(const std::string& sql, const std::vecto
     return std::nullopt;
 }
 
+std::optional<std::int64_t> TTable::FetchRowId(const std::string& sql, const std::vector<TValue>& params) {
+    TStatement& st = Prepared(sql);
+    int index = 1;
+    BindFilter(st, index);
+    for (const auto& p : params) {
+        BindValue(st, index++, p);
+    }
+    std::optional<std::int64_t> rowId;
+    if (st.Step()) {
+        rowId = st.ColumnInt(0);
+    }
+    st.Reset();
+    return rowId;
+}
+
 std::optional<TRecord> TTable::FetchByRowId(std::int64_t rowid) {
     TStatement& st = Prepared(sql_->ByRowId());
     st.Bind(1, rowid);
@@ -664,13 +679,20 @@ std::optional<TBookmark> TTable::SeekOnIndex(const std::string& indexName,
     auto seek = [&]() -> std::optional<TBookmark> {
         auto params = KeyParams(keyValues, nearest ? "SeekNearest" : "SeekKey");
         CheckStamp();
-        auto found = nearest ? FetchOne(sql_->NearestKey(params.size()), params)
-                             : FetchOne(sql_->ExactKey(params.size()), params);
-        if (!found && nearest) {
-            // Past the last key: the last record of that order, as FindNearest shows it.
-            found = FetchOne(sql_->Last(1), {});
+        std::optional<std::int64_t> rowId;
+        if (!(filtered_ && HasFilterRecord())) {
+            // No per-record test: the index answers alone.
+            rowId = FetchRowId(sql_->KeyRowId(params.size(), !nearest), params);
+        } else if (auto found = nearest ? FetchOne(sql_->NearestKey(params.size()), params)
+                                        : FetchOne(sql_->ExactKey(params.size()), params)) {
+            rowId = found->RowId;
         }
-        return found ? std::optional<TBookmark>(found->RowId) : std::nullopt;
+        if (!rowId && nearest) {
+            // Past the last key: the last record of that order, as FindNearest shows it.
+            if (auto last = FetchOne(sql_->Last(1), {}))
+                rowId = last->RowId;
+        }
+        return rowId ? std::optional<TBookmark>(*rowId) : std::nullopt;
     };
     if (SameName(idx->Name, indexName_)) {
         return seek();
