@@ -83,8 +83,8 @@ public:
                                    TneAction& action);
     // Bulk work (a copy, a backup, an import) into or out of a tab begins and ends; calls nest. Meanwhile
     // only the bulk work changes that library, so a kind may keep look-ups (group numbers by name) and put
-    // screen work off until the end. BulkWorkUndone: what the kind kept may no longer hold (an element
-    // was taken back, or a batch was committed and other programs may write).
+    // screen work off until the end. BulkWorkUndone: an element was taken back, and what the kind kept
+    // since may have gone with it.
     virtual void BulkWorkBegins(int /*tabIndex*/) {}
     virtual void BulkWorkEnds(int /*tabIndex*/) {}
     virtual void BulkWorkUndone(int /*tabIndex*/) {}

@@ -17,7 +17,6 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -104,7 +103,8 @@ public:
     // files beside it.
     void ImportV42(const std::string& fileName, int& count, int& duplicates);
     // Appends the group names of the DOS group file the library lacks; returns every record's name, empty
-    // names kept so that record numbers stay aligned (none when the file cannot be read).
+    // names kept so that record numbers stay aligned (none when the file cannot be read or the library has
+    // no group table).
     std::vector<std::string> ImportDosGroupTable(const std::string& fileName);
 
     // Table generation (FormLibXTableImport.cpp). keepNumbers: the target numbering follows the source's.
