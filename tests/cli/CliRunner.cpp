@@ -1,27 +1,16 @@
 #include "CliRunner.h"
 
+#include "support/FileBytes.h"
+
 #include <fcntl.h>
 #include <filesystem>
-#include <fstream>
 #include <spawn.h>
-#include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
 extern char** environ;
 
 namespace korvel::test {
-
-namespace {
-
-std::string ReadAll(const std::filesystem::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-} // namespace
 
 TCliResult RunKorvellib(const std::vector<std::string>& args, const std::string& input) {
     namespace fs = std::filesystem;
@@ -32,7 +21,7 @@ TCliResult RunKorvellib(const std::vector<std::string>& args, const std::string&
     if (!dir)
         return result;
     const fs::path base(dir);
-    { std::ofstream(base / "in", std::ios::binary) << input; }
+    WriteAll(base / "in", input);
     const pid_t pid =
         StartKorvellib(args, (base / "out").string(), (base / "err").string(), (base / "in").string());
     int status = 0;

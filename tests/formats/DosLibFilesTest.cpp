@@ -1,23 +1,20 @@
 #include "platform/formats/DosLibFiles.h"
 
 #include "platform/Errors.h"
+#include "support/FileBytes.h"
 #include "support/TempDir.h"
 
 #include <cstring>
-#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
 
 namespace korvel::formats {
 namespace {
 
+using test::WriteAll;
+
 void PutF32(TBlob& b, std::size_t offset, float v) {
     std::memcpy(b.data() + offset, &v, 4); // the test hosts are little-endian
-}
-
-void WriteFile(const std::string& path, const TBlob& bytes) {
-    std::ofstream out(path, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
 }
 
 TBlob Concat(std::initializer_list<TBlob> parts) {
@@ -138,7 +135,7 @@ TEST(DosLibFilesTest, ReadingRecordsFromFiles) {
         bytes.insert(bytes.end(), rec.begin(), rec.end());
     }
     bytes.resize(bytes.size() + 100, 0); // a damaged, partial seventh record
-    WriteFile(data, bytes);
+    WriteAll(data, bytes);
 
     // Each record opened on its own, and all through one file kept open, where a failed read must not end
     // the reading of the records after it.
@@ -186,7 +183,7 @@ TEST(DosLibFilesTest, EntryMinusFiveReadsTheSixthRecord) {
         const TBlob rec = NumberedDataRecord(n);
         bytes.insert(bytes.end(), rec.begin(), rec.end());
     }
-    WriteFile(data, bytes);
+    WriteAll(data, bytes);
     TDosDataRecord rec;
     ASSERT_EQ(ReadDosDataRecord(-5, rec, data), 0);
     // |-5 - 1| * 832 is the offset of the seventh record, whose number the record holds.
@@ -198,9 +195,9 @@ TEST(DosLibFilesTest, EntryMinusFiveReadsTheSixthRecord) {
 TEST(DosLibFilesTest, ReadingGroupRecords) {
     test::TempDir dir;
     const std::string file = dir.File("Gruppe.002");
-    WriteFile(file, Concat({EncodeDosGroupRecord("L\xC3\xBC"
-                                                 "fter"),
-                            EncodeDosGroupRecord("Motoren"), TBlob(10, 0)}));
+    WriteAll(file, Concat({EncodeDosGroupRecord("L\xC3\xBC"
+                                                "fter"),
+                           EncodeDosGroupRecord("Motoren"), TBlob(10, 0)}));
     std::string name = "stale";
     ASSERT_EQ(ReadDosGroupRecord(2, name, file), 0);
     EXPECT_EQ(name, "Motoren");
@@ -241,8 +238,8 @@ TEST(DosLibFilesTest, KindsAndFileNames) {
     EXPECT_EQ(DosDataFileName(index, 120), dir.File("LibData.002"));
     EXPECT_EQ(DosGroupFileName(index, 121), dir.File("Gruppe.001"));
     // Files written by DOS programs come in upper case; they are found all the same.
-    WriteFile(dir.File("LIBDATA.002"), {});
-    WriteFile(dir.File("GRUPPE.002"), {});
+    WriteAll(dir.File("LIBDATA.002"), "");
+    WriteAll(dir.File("GRUPPE.002"), "");
     EXPECT_EQ(DosDataFileName(index, 120), dir.File("LIBDATA.002"));
     EXPECT_EQ(DosGroupFileName(index, 120), dir.File("GRUPPE.002"));
 }

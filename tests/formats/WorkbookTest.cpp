@@ -2,14 +2,13 @@
 
 #include "formats/XlsWriter.h"
 #include "platform/Errors.h"
+#include "support/FileBytes.h"
 #include "support/TempDir.h"
 
 #include <cstring>
-#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
 #include <iostream>
-#include <sstream>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,18 +20,8 @@ namespace korvel::formats {
 namespace {
 
 using TParts = std::vector<std::pair<std::string, std::string>>;
-
-void WriteFile(const std::string& fileName, const std::string& bytes) {
-    std::ofstream out(fileName, std::ios::binary);
-    out << bytes;
-}
-
-std::string ReadFile(const std::string& fileName) {
-    std::ifstream in(fileName, std::ios::binary);
-    std::ostringstream bytes;
-    bytes << in.rdbuf();
-    return bytes.str();
-}
+using test::ReadAll;
+using test::WriteAll;
 
 void WriteZip(const std::string& fileName, const TParts& parts) {
     int error = 0;
@@ -131,7 +120,7 @@ TEST(XlsxReader, ReadsTextsNumbersDatesAndGapsOfEverySheet) {
     EXPECT_EQ(book.Sheets[1].Name, "Zweite");
     EXPECT_EQ(book.Sheets[1].Cell(0, 0), "Only");
 
-    const TWorkbook book1904 = ReadXlsxBytes(ReadFile([&] {
+    const TWorkbook book1904 = ReadXlsxBytes(ReadAll([&] {
         WriteZip(file, SampleParts(kFirstSheet, true));
         return file;
     }()));
@@ -183,7 +172,7 @@ TEST(XlsxReader, EnforcesTheLimits) {
     const auto refusal = [&](const TParts& parts, const TWorkbookLimits& limits) {
         WriteZip(file, parts);
         try {
-            ReadXlsxBytes(ReadFile(file), limits);
+            ReadXlsxBytes(ReadAll(file), limits);
         } catch (const EKorvelError& e) {
             return std::string(e.what());
         }
@@ -226,10 +215,10 @@ TEST(XlsxReader, EnforcesTheLimits) {
     limits.MaxSheetPartBytes = 20000;
     EXPECT_EQ(refusal(bomb, limits),
               "The part \"xl/worksheets/sheet1.xml\" is larger than 20000 bytes when unpacked.");
-    EXPECT_LT(ReadFile(file).size(), 20000u);
+    EXPECT_LT(ReadAll(file).size(), 20000u);
 
     // The same archive claiming a small size for the part: reading stops all the same.
-    std::string bytes = ReadFile(file);
+    std::string bytes = ReadAll(file);
     const std::string name = "xl/worksheets/sheet1.xml";
     int patched = 0;
     for (std::size_t at = bytes.find(name); at != std::string::npos; at = bytes.find(name, at + 1)) {
@@ -519,7 +508,7 @@ TEST(XlsReader, RefusesDamagedFilesAndLimits) {
         return std::string("no error");
     };
     const std::string garbage = dir.File("garbage.xls");
-    WriteFile(garbage, std::string(2000, 'x'));
+    WriteAll(garbage, std::string(2000, 'x'));
     EXPECT_NE(refusal(garbage).find("garbage.xls"), std::string::npos) << refusal(garbage);
 
     test::TXlsSheet sheet{"Data", {}};
@@ -527,9 +516,9 @@ TEST(XlsReader, RefusesDamagedFilesAndLimits) {
         sheet.Text(row, 0, "Name " + std::to_string(row)).Number(row, 1, row);
     const std::string good = dir.File("good.xls");
     test::WriteXlsWorkbook(good, {sheet});
-    const std::string bytes = ReadFile(good);
+    const std::string bytes = ReadAll(good);
     const std::string truncated = dir.File("truncated.xls");
-    WriteFile(truncated, bytes.substr(0, 1024));
+    WriteAll(truncated, bytes.substr(0, 1024));
     EXPECT_NE(refusal(truncated).find("truncated.xls"), std::string::npos);
 
     TWorkbookLimits limits;
@@ -613,11 +602,11 @@ TEST(TextTable, EnforcesLimitsAndNamesTheFile) {
 
     test::TempDir dir;
     const std::string file = dir.File("Levels.CSV");
-    WriteFile(file, "a,b\n1,2\n");
+    WriteAll(file, "a,b\n1,2\n");
     const TWorkbook book = ReadWorkbook(file);
     EXPECT_EQ(book.Sheets[0].Name, "Levels");
     EXPECT_EQ(book.Sheets[0].Cell(1, 1), "2");
-    WriteFile(file, "\"never closed");
+    WriteAll(file, "\"never closed");
     try {
         ReadWorkbook(file);
         FAIL() << "no error";
@@ -627,7 +616,7 @@ TEST(TextTable, EnforcesLimitsAndNamesTheFile) {
     EXPECT_THROW(ReadWorkbook(dir.File("missing.txt")), EKorvelError);
     limits = {};
     limits.MaxTextTableBytes = 7;
-    WriteFile(file, "a,b\n1,2\n");
+    WriteAll(file, "a,b\n1,2\n");
     try {
         ReadWorkbook(file, limits);
         FAIL() << "no error";

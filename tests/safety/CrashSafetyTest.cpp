@@ -13,6 +13,7 @@
 #include "platform/db/Table.h"
 #include "platform/formats/DosLibFiles.h"
 #include "sound/LegacySchema.h"
+#include "support/FileBytes.h"
 #include "support/TempDir.h"
 
 #include <array>
@@ -311,6 +312,10 @@ protected:
         return added;
     }
 
+    void
+    KillAddingRuns(const std::string& what, const std::string& lib, std::int64_t handedOut, int whole,
+                   const std::function<std::vector<std::string>(int run, const std::string& target)>& args,
+                   const std::function<void()>& afterEach = {});
     void KillImportRuns(const std::function<std::string(int run)>& makeInput, int rows);
 
     void CopyLibrary(const std::string& from, const std::string& to) {
@@ -358,40 +363,48 @@ std::string DosLibraryFiles(const std::string& folder, int run, int rows) {
         data.KennChar = {'A', 'A', 0, 0};
         append(dataBytes, formats::EncodeDosDataRecord(data));
     }
-    auto write = [](const std::string& file, const TBlob& bytes) {
-        std::ofstream(file, std::ios::binary)
-            .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    };
-    write(index, indexBytes);
-    write(formats::DosDataFileName(index, kEmissionLibType), dataBytes);
-    write(formats::DosGroupFileName(index, kEmissionLibType), groupBytes);
+    WriteAll(index, indexBytes);
+    WriteAll(formats::DosDataFileName(index, kEmissionLibType), dataBytes);
+    WriteAll(formats::DosGroupFileName(index, kEmissionLibType), groupBytes);
     return index;
 }
 
-// Imports of a file made per run (makeInput; run -1 measures) into a library of 300 elements, killed at
-// random moments: the whole file goes in or nothing of it, existing groups reused and new ones made.
-void CrashSafety::KillImportRuns(const std::function<std::string(int run)>& makeInput, int rows) {
-    const std::string lib = Folder("import");
-    MakeEmissionLibrary(lib, {.Count = 300, .Prefix = "Base-", .GroupCount = 5, .HandedOut = 400});
-    std::int64_t handedOut = 400;
-
+// Runs of a command that adds `whole` elements to lib, killed at random moments: after each, lib holds all
+// of them or none, elements there before are unchanged and numbering goes on. args(run, target) gives the
+// command; run -1 measures its time on a scratch copy of lib. afterEach adds checks of its own.
+void CrashSafety::KillAddingRuns(
+    const std::string& what, const std::string& lib, std::int64_t handedOut, int whole,
+    const std::function<std::vector<std::string>(int run, const std::string& target)>& args,
+    const std::function<void()>& afterEach) {
     const std::string scratch = Folder("measure");
     CopyLibrary(lib, scratch);
-    const Clock::duration span = Measure({"import", kEmission, scratch, makeInput(-1)});
+    const Clock::duration span = Measure(args(-1, scratch));
 
     TSnapshot before = CheckLibrary(lib);
     for (int run = 0; run < runs_; ++run) {
-        SCOPED_TRACE("import run " + std::to_string(run) + ", seed " + std::to_string(seed_));
-        RunAndKill({"import", kEmission, lib, makeInput(run)}, RandomMoment(span));
+        SCOPED_TRACE(what + " run " + std::to_string(run) + ", seed " + std::to_string(seed_));
+        RunAndKill(args(run, lib), RandomMoment(span));
         const TSnapshot after = CheckLibrary(lib);
         const std::size_t added = CheckAdded(before, after, handedOut);
-        EXPECT_TRUE(added == 0 || added == static_cast<std::size_t>(rows))
-            << added << " of " << rows << " rows were imported";
+        EXPECT_TRUE(added == 0 || added == static_cast<std::size_t>(whole))
+            << added << " of " << whole << " elements were added by the " << what;
+        if (afterEach)
+            afterEach();
         CheckNextNumber(lib, handedOut);
         if (HasFailure())
             return;
         before = CheckLibrary(lib);
     }
+}
+
+// Imports of a file made per run (makeInput) into a library of 300 elements: the whole file goes in or
+// nothing of it, existing groups reused and new ones made.
+void CrashSafety::KillImportRuns(const std::function<std::string(int run)>& makeInput, int rows) {
+    const std::string lib = Folder("import");
+    MakeEmissionLibrary(lib, {.Count = 300, .Prefix = "Base-", .GroupCount = 5, .HandedOut = 400});
+    KillAddingRuns("import", lib, 400, rows, [&](int run, const std::string& target) {
+        return std::vector<std::string>{"import", kEmission, target, makeInput(run)};
+    });
 }
 
 TEST_F(CrashSafety, KilledImportLeavesTheFileImportedWholeOrNotAtAll) {
@@ -421,28 +434,14 @@ TEST_F(CrashSafety, KilledCopyLeavesTheSelectionCopiedWholeOrNotAtAll) {
     const std::string dst = Folder("destination");
     MakeEmissionLibrary(src, {.Count = kElements, .Prefix = "Element-", .GroupCount = 6});
     MakeEmissionLibrary(dst, {.Count = 200, .Prefix = "Element-", .GroupCount = 3, .HandedOut = 500});
-    std::int64_t handedOut = 500;
     const TSnapshot source = CheckLibrary(src);
-
-    const std::string scratch = Folder("measure");
-    CopyLibrary(dst, scratch);
-    const Clock::duration span =
-        Measure({"copy", kEmission, src, scratch, "--all", "--on-conflict", "rename"});
-
-    TSnapshot before = CheckLibrary(dst);
-    for (int run = 0; run < runs_; ++run) {
-        SCOPED_TRACE("copy run " + std::to_string(run) + ", seed " + std::to_string(seed_));
-        RunAndKill({"copy", kEmission, src, dst, "--all", "--on-conflict", "rename"}, RandomMoment(span));
-        const TSnapshot after = CheckLibrary(dst);
-        const std::size_t added = CheckAdded(before, after, handedOut);
-        EXPECT_TRUE(added == 0 || added == kElements)
-            << added << " of " << kElements << " elements were copied";
-        EXPECT_EQ(Difference(CheckLibrary(src), source), "") << "the source changed";
-        CheckNextNumber(dst, handedOut);
-        if (HasFailure())
-            return;
-        before = CheckLibrary(dst);
-    }
+    KillAddingRuns(
+        "copy", dst, 500, kElements,
+        [&](int, const std::string& target) {
+            return std::vector<std::string>{"copy",  kEmission,       src,     target,
+                                            "--all", "--on-conflict", "rename"};
+        },
+        [&] { EXPECT_EQ(Difference(CheckLibrary(src), source), "") << "the source changed"; });
 }
 
 // The source has gaps in its numbering and used numbers above its last element; a backup that exists is a

@@ -11,6 +11,7 @@
 #include "service/LibService.h"
 #include "sound/FormLibX.h"
 #include "sound/SoundEditors.h"
+#include "support/FileBytes.h"
 #include "support/LibFolders.h"
 #include "support/ScopedEnv.h"
 #include "support/TempDir.h"
@@ -26,7 +27,6 @@
 #include <iostream>
 #include <map>
 #include <sqlite3.h>
-#include <sstream>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <zip.h>
@@ -45,17 +45,6 @@ std::string Describe(const TCliResult& r) {
 
 bool Contains(const std::string& text, const std::string& part) {
     return text.find(part) != std::string::npos;
-}
-
-std::string ReadAll(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-void WriteAll(const fs::path& file, const std::string& bytes) {
-    std::ofstream(file, std::ios::binary | std::ios::trunc) << bytes;
 }
 
 // Stores raw bytes into one field of one element, as a foreign tool or a broken disk would.

@@ -2,29 +2,19 @@
 
 #include "platform/Errors.h"
 #include "platform/settings/KeyPath.h"
+#include "support/FileBytes.h"
 #include "support/TempDir.h"
 
 #include <climits>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <sstream>
 
 namespace korvel {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string ReadAll(const std::string& fileName) {
-    std::ifstream in(fileName, std::ios::binary);
-    std::ostringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-void WriteAll(const std::string& fileName, const std::string& text) {
-    std::ofstream(fileName, std::ios::binary) << text;
-}
+using test::ReadAll;
+using test::WriteAll;
 
 class IniStoreTest : public ::testing::Test {
 protected:

@@ -2,12 +2,12 @@
 #include "platform/base/MyTable.h"
 #include "platform/db/Database.h"
 #include "platform/db/Table.h"
+#include "support/FileBytes.h"
 #include "support/RunProcess.h"
 #include "support/TempDir.h"
 
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -26,15 +26,6 @@ RunResult RunTool(const std::string& args) {
 
 std::string Quote(const fs::path& p) {
     return "'" + p.string() + "'";
-}
-
-void WriteFile(const fs::path& file, const std::string& text) {
-    std::ofstream(file, std::ios::binary) << text;
-}
-
-std::string ReadFile(const fs::path& file) {
-    std::ifstream in(file, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
 }
 
 json Source(json elements) {
@@ -87,18 +78,18 @@ TEST(MkSystem, BuildsElementsInOrderThatOpenReadOnlyFromALockedFolder) {
     TempDir dir;
     const fs::path out = dir.Path() / "libs";
     const fs::path source = dir.Path() / "pollutants.json";
-    WriteFile(source, Source({{{"Short", "NO2"},
-                               {"StoffName", "Stickstoffdioxid"},
-                               {"Limit_Mean", 40},
-                               {"Perc", 99.8},
-                               {"Limit_Perc", 200.0},
-                               {"Kommentar", "2008/50/EC Annex XI"}},
-                              {{"Short", "NO"}, {"NOx", true}},
-                              {{"Short", "Größe µ"},
-                               {"FromDayMean", true},
-                               {"Kornfraktion", 2},
-                               {"LastChangeDateTime", "2024-05-01 12:30:00"}}})
-                          .dump());
+    WriteAll(source, Source({{{"Short", "NO2"},
+                              {"StoffName", "Stickstoffdioxid"},
+                              {"Limit_Mean", 40},
+                              {"Perc", 99.8},
+                              {"Limit_Perc", 200.0},
+                              {"Kommentar", "2008/50/EC Annex XI"}},
+                             {{"Short", "NO"}, {"NOx", true}},
+                             {{"Short", "Größe µ"},
+                              {"FromDayMean", true},
+                              {"Kornfraktion", 2},
+                              {"LastChangeDateTime", "2024-05-01 12:30:00"}}})
+                         .dump());
 
     RunResult r = RunTool(Quote(out) + " " + Quote(source));
     ASSERT_EQ(r.ExitCode, 0) << r.Out;
@@ -148,7 +139,7 @@ TEST(MkSystem, WrongElementsFailNamingFileElementAndFieldAndKeepTheOldLibrary) {
     TempDir dir;
     const fs::path out = dir.Path() / "libs";
     const fs::path good = dir.Path() / "good.json";
-    WriteFile(good, Source({{{"Short", "NO2"}, {"Limit_Mean", 40}}}).dump());
+    WriteAll(good, Source({{{"Short", "NO2"}, {"Limit_Mean", 40}}}).dump());
 
     struct Case {
         const char* What;
@@ -186,10 +177,10 @@ TEST(MkSystem, WrongElementsFailNamingFileElementAndFieldAndKeepTheOldLibrary) {
         // A good library is there first; a failed build must leave it exactly as it was.
         fs::remove_all(out);
         ASSERT_EQ(RunTool(Quote(out) + " " + Quote(good)).ExitCode, 0);
-        const std::string before = ReadFile(out / "Stoffe.abs");
+        const std::string before = ReadAll(out / "Stoffe.abs");
 
         const fs::path bad = dir.Path() / "bad.json";
-        WriteFile(bad, Source(c.Elements).dump());
+        WriteAll(bad, Source(c.Elements).dump());
         RunResult r = RunTool(Quote(out) + " " + Quote(bad));
         EXPECT_EQ(r.ExitCode, 1) << r.Out;
         EXPECT_NE(r.Out.find(bad.string()), std::string::npos) << r.Out;
@@ -197,13 +188,13 @@ TEST(MkSystem, WrongElementsFailNamingFileElementAndFieldAndKeepTheOldLibrary) {
             EXPECT_NE(r.Out.find(part), std::string::npos) << "missing " << part << " in: " << r.Out;
         }
         EXPECT_EQ(FilesIn(out), std::vector<std::string>{"Stoffe.abs"});
-        EXPECT_EQ(ReadFile(out / "Stoffe.abs"), before);
+        EXPECT_EQ(ReadAll(out / "Stoffe.abs"), before);
     }
 
     // Without an earlier library a failed build leaves nothing at all.
     fs::remove_all(out);
     const fs::path bad = dir.Path() / "bad.json";
-    WriteFile(bad, Source({{{"Short", "NO2"}}, {{"Short", "NO"}, {"NOx", 1}}}).dump());
+    WriteAll(bad, Source({{{"Short", "NO2"}}, {{"Short", "NO"}, {"NOx", 1}}}).dump());
     RunResult r = RunTool(Quote(out) + " " + Quote(bad));
     EXPECT_EQ(r.ExitCode, 1) << r.Out;
     EXPECT_TRUE(FilesIn(out).empty());
@@ -214,7 +205,7 @@ TEST(MkSystem, WrongSourcesAndUsageAreRefusedBeforeAnythingIsWritten) {
     const fs::path out = dir.Path() / "libs";
     auto write = [&](const std::string& name, const std::string& text) {
         fs::path file = dir.Path() / name;
-        WriteFile(file, text);
+        WriteAll(file, text);
         return file;
     };
     json element = json::array({{{"Short", "NO2"}}});
@@ -269,7 +260,7 @@ TEST(MkSystem, DeliveredPollutantsLibraryHoldsItsSource) {
     const fs::path file = fs::path(KORVEL_SYSTEM_LIBS_DIR) / LibName(kPollutants);
     ASSERT_TRUE(fs::exists(file)) << file;
     EXPECT_EQ(JournalMode(file.string()), "delete");
-    const json source = json::parse(ReadFile(fs::path(KORVEL_SYSTEM_SOURCES_DIR) / "pollutants.json"));
+    const json source = json::parse(ReadAll(fs::path(KORVEL_SYSTEM_SOURCES_DIR) / "pollutants.json"));
 
     TMyTable lib(TableNames(kPollutants));
     lib.InitLibX(KORVEL_SYSTEM_LIBS_DIR, LibName(kPollutants), TableNames(kPollutants), true, true);
