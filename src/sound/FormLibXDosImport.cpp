@@ -108,7 +108,6 @@ void TFormLibX::ImportV42(const std::string& fileName, int& count, int& duplicat
     // The data file stays open and the group file is read once: both are read record by record below.
     formats::TDosRecordFile dataFile(formats::DosDataFileName(fileName, LibType()),
                                      formats::kDosDataRecordSize);
-    const std::string oldIndex = table->IndexName();
     const TBulkWork bulkWork(*this, tab);
     std::optional<TBatch> batch;
     try {
@@ -118,7 +117,6 @@ void TFormLibX::ImportV42(const std::string& fileName, int& count, int& duplicat
             throw EKorvelError("The file \"" + fileName + "\" cannot be opened.");
         if (table->Editing())
             table->Post();
-        table->SetIndexName("EN");
         TBulkTag bulk(*table);
         TControlsOff quiet(*table);
         batch.emplace(myTable->Database());
@@ -195,7 +193,6 @@ void TFormLibX::ImportV42(const std::string& fileName, int& count, int& duplicat
         }
         Ui().MessageDlg(message, mtError, {mbOK});
     }
-    table->SetIndexName(oldIndex);
     table->First();
 }
 
