@@ -2,9 +2,8 @@
 // target's kind, built by the same writers the tests use.
 
 #include "formats/XlsWriter.h"
-#include "platform/formats/ClfFile.h"
-#include "platform/formats/DosLibFiles.h"
 #include "sound/ElementFilter.h"
+#include "support/LegacyFiles.h"
 
 #include <cstdio>
 #include <cstring>
@@ -13,10 +12,6 @@
 #include <iostream>
 #include <string>
 #include <zip.h>
-
-extern "C" {
-#include <paradox.h>
-}
 
 using namespace korvel;
 namespace fs = std::filesystem;
@@ -41,25 +36,12 @@ void Write(const std::string& target, const std::string& name, const std::string
     Write(target, name, text.data(), text.size());
 }
 
-TBlob Join(std::initializer_list<TBlob> parts) {
-    TBlob all;
-    for (const auto& p : parts) {
-        all.insert(all.end(), p.begin(), p.end());
-    }
-    return all;
-}
-
 void DosSeeds() {
-    formats::TDosIndexRecord a;
-    a.Name = "L\xC3\xBC"
-             "fter";
-    a.Entry = 1;
-    a.Groups = {1, 2, 0, 0, 0, 0, 0, 0, 0, 0};
-    formats::TDosIndexRecord b;
-    b.Name = "Pumpe 3 kW";
-    b.Entry = -5;
-    Write("dos_index", "two", Join({EncodeDosIndexRecord(a), EncodeDosIndexRecord(b)}));
-    Write("dos_index", "one", EncodeDosIndexRecord(a));
+    // Texts in code page 850: "M\x81hle" is "Mühle", "Gebl\x84se" is "Gebläse".
+    const formats::TDosIndexRecord a{"M\x81hle", 1, {1, 2, 0, 0, 0, 0, 0, 0, 0, 0}};
+    const formats::TDosIndexRecord b{"Pumpe 3 kW", -5, {}};
+    Write("dos_index", "two", test::Join({test::DosIndexBytes(a), test::DosIndexBytes(b)}));
+    Write("dos_index", "one", test::DosIndexBytes(a));
 
     formats::TDosDataRecord d;
     d.Comment[0] = "Messung vom 3.4.1995";
@@ -71,12 +53,12 @@ void DosSeeds() {
     d.KennChar = {'A', 'A', 0, 0};
     formats::TDosDataRecord e = d;
     e.KennChar = {'L', 'm', 0, 0};
-    Write("dos_data", "two", Join({EncodeDosDataRecord(d), EncodeDosDataRecord(e)}));
-    Write("dos_data", "one", EncodeDosDataRecord(d));
+    Write("dos_data", "two", test::Join({test::DosDataBytes(d), test::DosDataBytes(e)}));
+    Write("dos_data", "one", test::DosDataBytes(d));
 
     Write("dos_group", "three",
-          Join({formats::EncodeDosGroupRecord("Industrie"), formats::EncodeDosGroupRecord(""),
-                formats::EncodeDosGroupRecord("Gebl\xC3\xA4se")}));
+          test::Join({test::DosGroupBytes("Industrie"), test::DosGroupBytes(""),
+                      test::DosGroupBytes("Gebl\x84se")}));
 }
 
 formats::TClfFile ClfSample(int version) {
@@ -108,65 +90,33 @@ formats::TClfFile ClfSample(int version) {
 }
 
 void ClfSeeds() {
-    Write("clf", "box.CF1", formats::EncodeClf(ClfSample(1)));
-    Write("clf", "box.CF2", formats::EncodeClf(ClfSample(2)));
+    Write("clf", "box.CF1", test::ClfBytes(ClfSample(1)));
+    Write("clf", "box.CF2", test::ClfBytes(ClfSample(2)));
 }
 
 void ParadoxSeeds() {
     const fs::path dir = gRoot / "paradox";
     fs::create_directories(dir);
-    const std::string path = (dir / "EMIS.DB").string();
-    pxdoc_t* doc = PX_new();
-    struct TSpec {
-        const char* Name;
-        char Type;
-        int Len;
-    };
-    const TSpec specs[] = {
-        {"ElementName", pxfAlpha, 30}, {"Eintrag", pxfLong, 4},      {"Gruppe1", pxfShort, 2},
-        {"Level", pxfNumber, 8},       {"Aktiv", pxfLogical, 1},     {"Datum", pxfDate, 4},
-        {"Uhrzeit", pxfTime, 4},       {"Stempel", pxfTimestamp, 8}, {"Kommentar", pxfMemoBLOb, 20}};
-    constexpr int n = static_cast<int>(std::size(specs));
-    auto* fields = static_cast<pxfield_t*>(doc->malloc(doc, n * sizeof(pxfield_t), "seed fields"));
-    for (int i = 0; i < n; ++i) {
-        fields[i].px_fname = PX_strdup(doc, specs[i].Name);
-        fields[i].px_ftype = specs[i].Type;
-        fields[i].px_flen = specs[i].Len;
-        fields[i].px_fdc = 0;
-    }
-    if (PX_create_file(doc, fields, n, path.c_str(), pxfFileTypNonIndexDB) != 0) {
-        throw std::runtime_error("cannot create " + path);
-    }
-    PX_set_value(doc, "codepage", 850);
+    std::vector<std::vector<test::TPxCell>> rows;
     for (int r = 0; r < 3; ++r) {
-        pxval_t values[n];
-        pxval_t* pointers[n];
-        std::memset(values, 0, sizeof values);
-        std::string name = "Element " + std::to_string(r) + " L\x81" + "fter";
-        std::string memo = "memo " + std::to_string(r);
-        for (int i = 0; i < n; ++i) {
-            values[i].type = specs[i].Type;
-            pointers[i] = &values[i];
-        }
-        values[0].value.str.val = name.data();
-        values[0].value.str.len = static_cast<int>(name.size());
-        values[1].value.lval = r + 1;
-        values[2].value.lval = -r;
-        values[3].value.dval = 60.5 + r;
-        values[4].value.lval = r % 2;
-        values[5].value.lval = PX_GregorianToSdn(1999, 12, 31) - 1721425 + r;
-        values[6].value.lval = 3600000L * (r + 1);
-        values[7].value.dval = (PX_GregorianToSdn(2003, 7, 14) - 1721425) * 86400000.0 + 1000.0 * r;
-        values[8].value.str.val = memo.data();
-        values[8].value.str.len = static_cast<int>(memo.size());
-        if (r == 2) {
-            values[3].isnull = 1;
-            values[5].isnull = 1;
-        }
-        PX_insert_record(doc, pointers);
+        const long day = test::ParadoxDay(1999, 12, 31) + r;
+        rows.push_back({"Element " + std::to_string(r) + " M\x81hle", long{r + 1}, long{-r},
+                        r == 2 ? test::TPxCell{} : test::TPxCell{60.5 + r}, long{r % 2},
+                        r == 2 ? test::TPxCell{} : test::TPxCell{day}, 3600000L * (r + 1),
+                        test::ParadoxDay(2003, 7, 14) * 86400000.0 + 1000.0 * r,
+                        "memo " + std::to_string(r)});
     }
-    PX_close(doc);
-    PX_delete(doc);
+    test::WriteParadoxTable((dir / "EMIS.DB").string(),
+                            {{"ElementName", pxfAlpha, 30},
+                             {"Eintrag", pxfLong, 4},
+                             {"Gruppe1", pxfShort, 2},
+                             {"Level", pxfNumber, 8},
+                             {"Aktiv", pxfLogical, 1},
+                             {"Datum", pxfDate, 4},
+                             {"Uhrzeit", pxfTime, 4},
+                             {"Stempel", pxfTimestamp, 8},
+                             {"Kommentar", pxfMemoBLOb, 20}},
+                            rows, 850);
 }
 
 void XlsSeeds() {

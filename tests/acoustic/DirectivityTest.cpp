@@ -96,11 +96,19 @@ protected:
         lib_->Open();
     }
     db::TTable& T() { return *lib_->GetTable(); }
+    // Stores these fields into the current record.
+    void Store(const db::TBytes& values, int stepV, const db::TBytes& samples) {
+        T().Edit();
+        T().FieldByName("DirValues").SetAsBytes(values);
+        T().FieldByName("StepV").SetAsInteger(stepV);
+        T().FieldByName("Samples").SetAsBytes(samples);
+        T().Post();
+    }
     test::TempDir dir_;
     std::unique_ptr<TMyTable> lib_;
 };
 
-TEST_F(DirectivityLibrary, RoundTripThroughTheRecord) {
+TEST_F(DirectivityLibrary, RoundTripThroughTheRecordAndDamagedRecordsAreRefused) {
     TDirectivity d;
     d.SetDirType(TDirType::Full3D);
     d.SetStep(10, 10);
@@ -122,44 +130,28 @@ TEST_F(DirectivityLibrary, RoundTripThroughTheRecord) {
     EXPECT_EQ(back, d);
     EXPECT_EQ(T().FieldByName("ElementName").AsString(), "Horn");
     EXPECT_THROW(back.ReadFromLibrary(T(), 2), EKorvelError);
-}
 
-TEST_F(DirectivityLibrary, DamagedRecordsAreRefusedAndChangeNothing) {
-    TDirectivity d;
-    d.SetStep(10, 10);
-    T().Append();
-    d.SaveToLibrary(T(), "Omni");
-    T().Post();
+    // Damaged records, each damage on its own.
     const db::TBytes good = T().FieldByName("DirValues").AsBytes();
-
     TDirectivity target;
     target.SetDirType(TDirType::Horizontal);
     const TDirectivity before = target;
-    auto expectRefused = [&](const char* what) {
-        EXPECT_THROW(target.ReadFromLibrary(T()), EKorvelError) << what;
-        EXPECT_EQ(target, before) << what;
-    };
-    T().Edit();
-    T().FieldByName("DirValues").SetAsBytes(db::TBytes(good.begin(), good.end() - 1));
-    T().Post();
-    expectRefused("a value blob cut short");
-    T().Edit();
-    T().FieldByName("DirValues").SetAsBytes(good);
-    T().FieldByName("StepV").SetAsInteger(5); // grids no longer fit the steps
-    T().Post();
-    expectRefused("steps that do not fit the grid");
-    T().Edit();
-    T().FieldByName("StepV").SetAsInteger(7);
-    T().Post();
-    expectRefused("a step that does not divide 180");
-    T().Edit();
-    T().FieldByName("StepV").SetAsInteger(10);
-    T().FieldByName("Samples").SetAsBytes({1, 0, 1, 0, 255, 255, 255, 255});
-    T().Post();
-    expectRefused("a sample count larger than the blob");
-    T().Edit();
-    T().FieldByName("Samples").SetAsBytes({});
-    T().Post();
+    const db::TBytes cut(good.begin(), good.end() - 1);
+    const struct {
+        const char* What;
+        const db::TBytes& Values;
+        int StepV;
+        db::TBytes Samples;
+    } cases[] = {{"a value blob cut short", cut, 10, {}},
+                 {"steps that do not fit the grid", good, 5, {}},
+                 {"a step that does not divide 180", good, 7, {}},
+                 {"a sample count larger than the blob", good, 10, {1, 0, 1, 0, 255, 255, 255, 255}}};
+    for (const auto& c : cases) {
+        Store(c.Values, c.StepV, c.Samples);
+        EXPECT_THROW(target.ReadFromLibrary(T()), EKorvelError) << c.What;
+        EXPECT_EQ(target, before) << c.What;
+    }
+    Store(good, 10, {});
     target.ReadFromLibrary(T());
     EXPECT_EQ(target.ThetaCount(), 19);
 }

@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
+#include <tuple>
 
 namespace korvel::acoustic {
 namespace {
@@ -28,8 +29,6 @@ TEST(LibSpectrum, BandRangeSnapsToOctavesAndSumsIgnoreEmptyAndOutOfRangeBands) {
     EXPECT_EQ(s.Bmax(), 32);
     s.SetSpecType(TSpecType::Octave);
     // Widened outward to whole octaves.
-    EXPECT_EQ(s.Bmin(), 21);
-    EXPECT_EQ(s.Bmax(), 33);
     EXPECT_EQ(s.Bands(), (std::vector<int>{21, 24, 27, 30, 33}));
     s.SetBMinBMax(0, 43);
     EXPECT_EQ(s.Bmax(), 42); // 20 kHz is no octave band
@@ -86,7 +85,6 @@ TEST(LibSpectrum, WeightedViewReweightAndWeightedSum) {
     const double shownC = s.GetdBXValue(21);
     s.ReWeight(' ');
     EXPECT_EQ(s.dBX(), ' ');
-    EXPECT_NEAR(s.GetdBXValue(21), shownC, 1e-9);
     EXPECT_NEAR(s.GetValue(21), shownC, 1e-9);
 
     s.SetdBX('A');
@@ -98,7 +96,7 @@ TEST(LibSpectrum, WeightedViewReweightAndWeightedSum) {
     EXPECT_EQ(s.dBX(), ' ');
 }
 
-TEST(LibSpectrum, LinkedFilesMustBePlainNames) {
+TEST(LibSpectrum, LinkedFilesMustBePlainNamesAndTooNarrowRatingsKeepOldValues) {
     TAbsoLibSpectrum s;
     s.SetLinkedFile(0, "datasheet.pdf");
     EXPECT_EQ(s.LinkedFiles[0], "datasheet.pdf");
@@ -106,20 +104,23 @@ TEST(LibSpectrum, LinkedFilesMustBePlainNames) {
         EXPECT_THROW(s.SetLinkedFile(1, bad), EKorvelError) << bad;
     EXPECT_EQ(s.LinkedFiles[1], "");
     EXPECT_THROW(s.SetLinkedFile(4, "x"), EKorvelError);
-}
 
-TEST(LibSpectrum, TransmissionRatingKeepsOldValuesWhenTooNarrow) {
     TTransLibSpectrum t;
     t.SetBMinBMax(20, 35);
     for (int b = 20; b <= 35; ++b)
         t.SetValue(b, 40);
     EXPECT_EQ(t.RechneRwCCtr(), "");
-    const double rw = t.Rw;
-    EXPECT_GT(rw, 0);
+    EXPECT_EQ(t.Rw, 40);
     t.SetBMinBMax(21, 35); // 100 Hz now outside the range
     t.Rw = 99;
     EXPECT_NE(t.RechneRwCCtr(), "");
     EXPECT_EQ(t.Rw, 99);
+}
+
+// What every kind stores, for comparing a spectrum with the one read back.
+auto Common(const TCustomLibSpectrum& s) {
+    return std::tuple(s.SpecType(), s.Bmin(), s.Bmax(), s.Values(), s.Groups, s.Color, s.AddProps,
+                      s.LinkedFiles);
 }
 
 class SpectrumLibrary : public ::testing::Test {
@@ -132,9 +133,17 @@ protected:
         lib_->Open();
     }
     db::TTable& T() { return *lib_->GetTable(); }
-    void Store(TCustomLibSpectrum& s, const std::string& name, int libType) {
+    // Stores the spectrum as a new element of a new library of its kind and reads it back.
+    template <class TSpectrum> TSpectrum RoundTrip(TSpectrum& s) {
+        Make(s.LibType());
+        Store(s, "Element");
+        TSpectrum back;
+        back.ReadFromLibrary(*lib_, {});
+        return back;
+    }
+    void Store(TCustomLibSpectrum& s, const std::string& name) {
         T().Append();
-        OnNewRecord(T(), libType, false);
+        OnNewRecord(T(), s.LibType(), false);
         T().FieldByName("ElementName").SetAsString(name);
         s.SaveToLibrary(*lib_, name);
         T().Post();
@@ -144,7 +153,6 @@ protected:
 };
 
 TEST_F(SpectrumLibrary, EveryKindRoundTripsThroughItsTable) {
-    Make(kEmissionLibType);
     TEmisLibSpectrum e;
     e.SetSpecType(TSpecType::Octave);
     e.SetBMinBMax(21, 39);
@@ -162,46 +170,28 @@ TEST_F(SpectrumLibrary, EveryKindRoundTripsThroughItsTable) {
     e.SetLinkedFile(1, "sheet.pdf");
     e.FormulaText = "Lw = 80 + 10*lg(P)";
     e.VarsIn.Add({"P", "kW", "power", 4, formula::TVarFlag::Input, formula::TResType::Real, {}});
-    Store(e, "Fan", kEmissionLibType);
-    TEmisLibSpectrum back;
-    back.ReadFromLibrary(*lib_, TAddPropDefList(kEmissionLibType));
-    EXPECT_EQ(back.SpecType(), TSpecType::Octave);
-    EXPECT_EQ(back.Bmin(), 21);
-    EXPECT_EQ(back.Bmax(), 39);
-    EXPECT_EQ(back.GetValue(21), 81.25);
-    EXPECT_EQ(back.GetValue(24), kEmptyBandLevel);
-    EXPECT_EQ(back.dBX(), 'C');
-    EXPECT_EQ(back.EmisRef, TEmisRef::PerLengthOrArea);
-    EXPECT_EQ(back.EntryType, TEmisEntrytype::FormulaLevel);
-    EXPECT_EQ(back.HeightAboveGround, 1.5);
-    EXPECT_EQ(back.Sigma, 2.25);
-    EXPECT_EQ(back.Directivity, 7);
-    EXPECT_EQ(back.Groups, e.Groups);
-    EXPECT_EQ(back.Color, 0x123456u);
-    EXPECT_EQ(back.AddProps, e.AddProps);
-    EXPECT_EQ(back.LinkedFiles[1], "sheet.pdf");
-    EXPECT_EQ(back.FormulaText, e.FormulaText);
-    EXPECT_EQ(back.VarsIn, e.VarsIn);
+    const TEmisLibSpectrum back = RoundTrip(e);
+    // Every field differs from its default, and the band values are ones floats hold exactly.
+    EXPECT_EQ(Common(back), Common(e));
+    auto emission = [](const TEmisLibSpectrum& x) {
+        return std::tuple(x.dBX(), x.EmisRef, x.EntryType, x.HeightAboveGround, x.Sigma, x.Directivity,
+                          x.VarsIn, x.FormulaText);
+    };
+    EXPECT_EQ(emission(back), emission(e));
     // The over-all value for filters is the weighted sum.
     EXPECT_NEAR(T().FieldByName("SumValue").AsFloat(), e.GetdBXValueSum(), 1e-6);
 
-    lib_.reset();
-    Make(kAbsorptionLibType);
     TAbsoLibSpectrum a;
     a.SetBMinBMax(21, 23);
     a.SetValue(21, 0.1);
     a.SetValue(22, 0.3);
     a.SetScatValue(22, 0.05);
-    Store(a, "Panel", kAbsorptionLibType);
-    TAbsoLibSpectrum aBack;
-    aBack.ReadFromLibrary(*lib_, {});
+    const TAbsoLibSpectrum aBack = RoundTrip(a);
     EXPECT_FLOAT_EQ(static_cast<float>(aBack.GetValue(22)), 0.3f);
     EXPECT_FLOAT_EQ(static_cast<float>(aBack.GetScatValue(22)), 0.05f);
     EXPECT_EQ(aBack.GetScatValue(21), kEmptyBandLevel);
     EXPECT_NEAR(aBack.GetValueSum(), 0.2, 1e-6);
 
-    lib_.reset();
-    Make(kTransmissionLibType);
     TTransLibSpectrum t;
     t.SetSpecType(TSpecType::SingleValue);
     t.TransType = TTransType::NormalizedLevelDifference;
@@ -209,60 +199,46 @@ TEST_F(SpectrumLibrary, EveryKindRoundTripsThroughItsTable) {
     t.C = -1;
     t.Ctr = -4;
     t.BauteilTyp = 2;
-    Store(t, "Wall", kTransmissionLibType);
-    TTransLibSpectrum tBack;
-    tBack.ReadFromLibrary(*lib_, {});
-    EXPECT_EQ(tBack.SpecType(), TSpecType::SingleValue);
-    EXPECT_EQ(tBack.TransType, TTransType::NormalizedLevelDifference);
-    EXPECT_EQ(tBack.Rw, 52);
-    EXPECT_EQ(tBack.C, -1);
-    EXPECT_EQ(tBack.Ctr, -4);
-    EXPECT_EQ(tBack.BauteilTyp, 2);
-    EXPECT_EQ(T().FindField("Color") != nullptr, true);
+    const TTransLibSpectrum tBack = RoundTrip(t);
+    EXPECT_EQ(Common(tBack), Common(t));
+    EXPECT_EQ(std::tuple(tBack.TransType, tBack.Rw, tBack.C, tBack.Ctr, tBack.BauteilTyp),
+              std::tuple(TTransType::NormalizedLevelDifference, 52.0, -1.0, -4.0, 2));
+    EXPECT_NE(T().FindField("Color"), nullptr);
 
-    lib_.reset();
-    Make(kAttenuationLibType);
-    EXPECT_EQ(T().FindField("Color"), nullptr); // attenuation spectra carry no colour
+    // Attenuation spectra carry no colour; an element is read by its number and a missing one refused.
+    TAttenLibSpectrum n;
+    n.SetValue(30, 3);
+    EXPECT_EQ(RoundTrip(n).GetValue(30), 3);
+    EXPECT_EQ(T().FindField("Color"), nullptr);
+    n.SetValue(30, 7);
+    Store(n, "Two");
+    n.ReadFromLibrary(*lib_, {}, 1);
+    EXPECT_EQ(n.GetValue(30), 3);
+    EXPECT_THROW(n.ReadFromLibrary(*lib_, {}, 99), EKorvelError);
 }
 
 TEST_F(SpectrumLibrary, DamagedBlobsAreReportedAndLeaveTheObjectAlone) {
-    Make(kAbsorptionLibType);
-    TAbsoLibSpectrum a;
-    a.SetValue(30, 0.5);
-    Store(a, "Good", kAbsorptionLibType);
+    TAbsoLibSpectrum target;
+    target.SetValue(30, 0.9);
+    RoundTrip(target);
     T().Edit();
     T().FieldByName("Spectrum").SetAsBytes(db::TBytes(175, 0)); // one byte short of 44 floats
     T().Post();
-
-    TAbsoLibSpectrum target;
-    target.SetValue(30, 0.9);
+    target.SetValue(30, 0.5);
     try {
         target.ReadFromLibrary(*lib_, {});
         FAIL() << "a short spectrum blob was accepted";
     } catch (const EKorvelError& e) {
         EXPECT_NE(std::string(e.what()).find("spectrum"), std::string::npos) << e.what();
     }
-    EXPECT_FLOAT_EQ(static_cast<float>(target.GetValue(30)), 0.9f);
+    EXPECT_EQ(target.GetValue(30), 0.5);
 
     T().Edit();
     T().FieldByName("Spectrum").SetAsBytes({});
     T().FieldByName("AddProp").SetAsBytes({1, 0, 5}); // one property announced, its name cut off
     T().Post();
     EXPECT_THROW(target.ReadFromLibrary(*lib_, {}), EKorvelError);
-    EXPECT_FLOAT_EQ(static_cast<float>(target.GetValue(30)), 0.9f);
-}
-
-TEST_F(SpectrumLibrary, ReadsAnElementByNumberAndRefusesAMissingOne) {
-    Make(kAttenuationLibType);
-    TAttenLibSpectrum a;
-    a.SetValue(30, 3);
-    Store(a, "One", kAttenuationLibType);
-    a.SetValue(30, 7);
-    Store(a, "Two", kAttenuationLibType);
-    TAttenLibSpectrum back;
-    back.ReadFromLibrary(*lib_, {}, 1);
-    EXPECT_EQ(back.GetValue(30), 3);
-    EXPECT_THROW(back.ReadFromLibrary(*lib_, {}, 99), EKorvelError);
+    EXPECT_EQ(target.GetValue(30), 0.5);
 }
 
 } // namespace

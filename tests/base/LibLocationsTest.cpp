@@ -48,10 +48,12 @@ TEST(LibLocations, GlobalIsTheSettingAndProjectIsRememberedPerKind) {
     SettingsSandbox settings;
     SetGlobalLibPath("/data/global");
     EXPECT_EQ(GetLastUsed(120, TLibPathType::Global, "ignored"), "/data/global/");
+    const TIniStore ini(KorvelLibIniFileName());
+    EXPECT_EQ(ini.ReadString("Folders", "GlobalLib", ""), "/data/global"); // stored as given
 
     EXPECT_EQ(GetLastUsed(120, TLibPathType::Project, "/projects/a"), "/projects/a/");
     EXPECT_EQ(GetLastUsed(120, TLibPathType::Project, ""), "/projects/a/");
-    EXPECT_EQ(TIniStore(KorvelLibIniFileName()).ReadString("LastUsed", RegLibName(120), ""), "/projects/a/");
+    EXPECT_EQ(ini.ReadString("LastUsed", RegLibName(120), ""), "/projects/a/");
 
     // Another kind has not been used yet: the working folder.
     std::string cwd = std::filesystem::current_path().string() + "/";

@@ -5,7 +5,7 @@
 namespace korvel {
 namespace {
 
-TEST(StringListIDTest, LooksUpIdsAndNames) {
+TEST(StringListIDTest, LooksUpIdsAndNamesAndFillsItems) {
     TStringListID list;
     EXPECT_EQ(list.GetID(0), -1);
     EXPECT_EQ(list.GetName(1), "");
@@ -14,7 +14,6 @@ TEST(StringListIDTest, LooksUpIdsAndNames) {
     list.AddStringID("Lkw", 3);
     list.AddStringID("Lkw doppelt", 3);
     list.AddStringID("Krad", -5);
-
     EXPECT_EQ(list.GetID(0), 7);
     EXPECT_EQ(list.GetID(3), -5);
     EXPECT_EQ(list.GetID(4), -1);
@@ -24,15 +23,11 @@ TEST(StringListIDTest, LooksUpIdsAndNames) {
     EXPECT_EQ(list.GetName(99), "");
     EXPECT_EQ(list.IndexOfID(3), 1);
     EXPECT_EQ(list.IndexOfID(99), -1);
-}
 
-TEST(StringListIDTest, InitItemsReplacesTheItemsInOrder) {
-    TStringListID list;
-    list.AddStringID("b", 2);
-    list.AddStringID("a", 1);
+    // The items are replaced, in order.
     std::vector<std::string> items{"old"};
     list.InitItems(items);
-    EXPECT_EQ(items, (std::vector<std::string>{"b", "a"}));
+    EXPECT_EQ(items, (std::vector<std::string>{"Pkw", "Lkw", "Lkw doppelt", "Krad"}));
     list.Clear();
     list.InitItems(items);
     EXPECT_TRUE(items.empty());

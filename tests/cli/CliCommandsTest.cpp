@@ -1,17 +1,25 @@
+// The commands of korvellib run as a user runs them: element commands, the element filter of list, and the
+// conversion of a folder of the older generation.
+
 #include "CliRunner.h"
 #include "meteo/PollutantsSchema.h"
+#include "platform/acoustic/LibSpectrum.h"
 #include "platform/base/LibEditorRegistry.h"
 #include "platform/base/LibKinds.h"
 #include "platform/base/LibSchema.h"
 #include "platform/base/MyTable.h"
 #include "platform/settings/ProgramSettings.h"
+#include "sound/ElementFilter.h"
+#include "sound/UpdateFixtures.h"
+#include "support/FileBytes.h"
 #include "support/SettingsSandbox.h"
 #include "support/TempDir.h"
 
 #include <filesystem>
-#include <fstream>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
+#include <set>
 
 namespace korvel::test {
 
@@ -19,6 +27,8 @@ namespace {
 
 namespace fs = std::filesystem;
 using nlohmann::json;
+using ::testing::HasSubstr;
+using namespace sound::test;
 
 // The exit codes scripts rely on (docs/cli.md).
 constexpr int kUsage = 2;
@@ -32,40 +42,42 @@ constexpr int kExists = 9;
 
 const std::string kType = std::to_string(meteo::kPollutantsLibType);
 
-std::string Describe(const TCliResult& r) {
-    return "exit " + std::to_string(r.ExitCode) + "\nstdout: " + r.Out + "\nstderr: " + r.Err;
-}
-
 using TNames = std::vector<std::pair<int, std::string>>;
 
+// Runs with settings of their own, in a temporary folder beside the library folders the test makes there.
 class CliCommands : public ::testing::Test {
 protected:
-    // A folder below the test's temporary folder, made when missing; with a trailing separator.
-    std::string Folder(const std::string& name) {
+    // A folder below the temporary one, made when missing, with a trailing separator.
+    std::string Folder(const std::string& name) const {
         fs::create_directories(root_.Path() / name);
-        return (root_.Path() / name).string() + "/";
+        return root_.File(name) + "/";
     }
-    std::string Config() const { return (root_.Path() / "config").string(); }
-
-    TCliResult Run(std::vector<std::string> args, const std::string& input = {}) {
+    std::string Config() const { return root_.File("config"); }
+    TCliResult Run(std::vector<std::string> args, const std::string& input = {}) const {
         args.insert(args.begin(), {"--config", Config()});
         return RunKorvellib(args, input);
     }
-
     int Add(const std::string& folder, const std::string& shortName, const std::string& name = "") {
         std::vector<std::string> args{"add", kType, folder, "--set", "Short=" + shortName};
         if (!name.empty())
             args.insert(args.end(), {"--set", "StoffName=" + name});
         TCliResult r = Run(args);
-        EXPECT_EQ(r.ExitCode, 0) << Describe(r);
+        EXPECT_TRUE(ExitedWith(r, 0));
         return r.ExitCode == 0 ? std::stoi(r.Out) : -1;
     }
 
-    json List(const std::string& folder) {
-        TCliResult r = Run({"list", kType, folder, "--json"});
-        EXPECT_EQ(r.ExitCode, 0) << Describe(r);
-        return r.ExitCode == 0 ? json::parse(r.Out) : json::array();
+    // The output of a run with --json.
+    json Json(std::vector<std::string> args) {
+        args.push_back("--json");
+        TCliResult r = Run(args);
+        EXPECT_TRUE(ExitedWith(r, 0));
+        return r.ExitCode == 0 ? json::parse(r.Out) : json();
     }
+    json List(const std::string& folder) { return Json({"list", kType, folder}); }
+    json Show(const std::string& folder, int number) {
+        return Json({"show", kType, folder, std::to_string(number)});
+    }
+    json Fields(const std::string& folder, int number) { return Show(folder, number).at("fields"); }
 
     // number -> short name, in the order listed
     TNames Names(const std::string& folder) {
@@ -73,12 +85,6 @@ protected:
         for (const json& row : List(folder))
             names.emplace_back(row.at("number").get<int>(), row.at("name").get<std::string>());
         return names;
-    }
-
-    json Show(const std::string& folder, int number) {
-        TCliResult r = Run({"show", kType, folder, std::to_string(number), "--json"});
-        EXPECT_EQ(r.ExitCode, 0) << Describe(r);
-        return r.ExitCode == 0 ? json::parse(r.Out) : json::object();
     }
 
     TempDir root_;
@@ -91,14 +97,9 @@ TEST_F(CliCommands, AddListShowAndSetRoundTrip) {
 
     json list = List(lib);
     ASSERT_EQ(list.size(), 2u);
-    EXPECT_EQ(list[1].at("number"), 2);
-    EXPECT_EQ(list[1].at("name"), "PM10");
-    EXPECT_EQ(list[1].at("columns").at("StoffName"), "Fine dust");
-    EXPECT_EQ(list[1].at("columns").at("Short"), "PM10");
-
-    TCliResult text = Run({"list", kType, lib});
-    ASSERT_EQ(text.ExitCode, 0) << Describe(text);
-    EXPECT_EQ(text.Out, "     1  NO2\n     2  PM10\n");
+    EXPECT_EQ(list[1], json::parse(R"({"number": 2, "name": "PM10",
+                                       "columns": {"Eintrag": 2, "Short": "PM10", "StoffName": "Fine dust"}})"));
+    EXPECT_EQ(Run({"list", kType, lib}).Out, "     1  NO2\n     2  PM10\n");
 
     json shown = Show(lib, 2);
     EXPECT_EQ(shown.at("type"), meteo::kPollutantsLibType);
@@ -117,44 +118,37 @@ TEST_F(CliCommands, AddListShowAndSetRoundTrip) {
     element["Perc"] = 90.4;
     element["Kornfraktion"] = 2;
     const std::string file = root_.File("element.json");
-    std::ofstream(file) << element.dump();
-    TCliResult set = Run({"set", kType, lib, "2", "--element-json", file});
-    ASSERT_EQ(set.ExitCode, 0) << Describe(set);
+    WriteAll(file, element.dump());
+    ASSERT_TRUE(ExitedWith(Run({"set", kType, lib, "2", "--element-json", file}), 0));
 
-    json again = Show(lib, 2);
-    EXPECT_EQ(again.at("fields").at("StoffName"), "Particles below 10 µm");
-    EXPECT_EQ(again.at("fields").at("Perc"), 90.4);
-    EXPECT_EQ(again.at("fields").at("Kornfraktion"), 2);
-    EXPECT_EQ(again.at("fields").at("Short"), "PM10");
-    EXPECT_EQ(Show(lib, 1).at("fields").at("StoffName"), "Nitrogen dioxide") << "only element 2 changes";
+    json again = Fields(lib, 2);
+    EXPECT_EQ(again.at("StoffName"), "Particles below 10 µm");
+    EXPECT_EQ(again.at("Perc"), 90.4);
+    EXPECT_EQ(again.at("Kornfraktion"), 2);
+    EXPECT_EQ(again.at("Short"), "PM10");
+    EXPECT_EQ(Fields(lib, 1).at("StoffName"), "Nitrogen dioxide") << "only element 2 changes";
 
     // --set after the JSON, from standard input, wins; the text show lists every field.
-    TCliResult piped = Run({"set", kType, lib, "1", "--element-json", "-", "--set", "Perc=95"},
-                           R"({"Perc": 50, "Kommentar": "line one"})");
-    ASSERT_EQ(piped.ExitCode, 0) << Describe(piped);
-    TCliResult readable = Run({"show", kType, lib, "1"});
-    ASSERT_EQ(readable.ExitCode, 0) << Describe(readable);
-    EXPECT_NE(readable.Out.find("\nPerc: 95\n"), std::string::npos) << readable.Out;
-    EXPECT_NE(readable.Out.find("\nKommentar: line one\n"), std::string::npos) << readable.Out;
-    EXPECT_NE(readable.Out.find("\nShort: NO2\n"), std::string::npos) << readable.Out;
+    ASSERT_TRUE(ExitedWith(Run({"set", kType, lib, "1", "--element-json", "-", "--set", "Perc=95"},
+                               R"({"Perc": 50, "Kommentar": "line one"})"),
+                           0));
+    const std::string readable = Run({"show", kType, lib, "1"}).Out;
+    EXPECT_THAT(readable, HasSubstr("\nPerc: 95\n"));
+    EXPECT_THAT(readable, HasSubstr("\nKommentar: line one\n"));
+    EXPECT_THAT(readable, HasSubstr("\nShort: NO2\n"));
 }
 
 TEST_F(CliCommands, RefusedStoresAndBadInputChangeNothing) {
     const std::string lib = Folder("project");
     ASSERT_EQ(Add(lib, "NO2"), 1);
-    const json before = Show(lib, 1);
+    const json before = Fields(lib, 1);
 
     TCliResult empty = Run({"add", kType, lib, "--set", "Short=  ", "--set", "StoffName=nameless"});
-    EXPECT_EQ(empty.ExitCode, kRefused) << Describe(empty);
-    EXPECT_NE(empty.Err.find("No element name entered"), std::string::npos) << empty.Err;
-    EXPECT_TRUE(empty.Out.empty()) << empty.Out;
-
-    TCliResult badClass = Run({"set", kType, lib, "1", "--set", "Kornfraktion=7"});
-    EXPECT_EQ(badClass.ExitCode, kRefused) << Describe(badClass);
-    EXPECT_NE(badClass.Err.find("particle size class"), std::string::npos) << badClass.Err;
-
-    TCliResult emptied = Run({"set", kType, lib, "1", "--set", "Short="});
-    EXPECT_EQ(emptied.ExitCode, kRefused) << Describe(emptied);
+    EXPECT_TRUE(ExitedWith(empty, kRefused, {"No element name entered"}));
+    EXPECT_EQ(empty.Out, "");
+    EXPECT_TRUE(ExitedWith(Run({"set", kType, lib, "1", "--set", "Kornfraktion=7"}), kRefused,
+                           {"particle size class"}));
+    EXPECT_TRUE(ExitedWith(Run({"set", kType, lib, "1", "--set", "Short="}), kRefused));
 
     for (const std::vector<std::string>& args : std::vector<std::vector<std::string>>{
              {"set", kType, lib, "1", "--set", "Nope=1"},
@@ -166,67 +160,51 @@ TEST_F(CliCommands, RefusedStoresAndBadInputChangeNothing) {
              {"add", kType, lib, "--set", "Short=X", "--element-json", root_.File("missing.json")},
          }) {
         TCliResult r = Run(args, "{\"Short\": ");
-        EXPECT_EQ(r.ExitCode, kUsage) << args.back() << '\n' << Describe(r);
+        EXPECT_TRUE(ExitedWith(r, kUsage)) << args.back();
         EXPECT_FALSE(r.Err.empty());
     }
-    TCliResult unknownMember =
-        Run({"set", kType, lib, "1", "--element-json", "-"}, R"({"Short": "Z", "Bogus": 1})");
-    EXPECT_EQ(unknownMember.ExitCode, kUsage) << Describe(unknownMember);
-    EXPECT_NE(unknownMember.Err.find("Bogus"), std::string::npos) << unknownMember.Err;
+    EXPECT_TRUE(
+        ExitedWith(Run({"set", kType, lib, "1", "--element-json", "-"}, R"({"Short": "Z", "Bogus": 1})"),
+                   kUsage, {"Bogus"}));
 
     EXPECT_EQ(Names(lib), (TNames{{1, "NO2"}}));
-    EXPECT_EQ(Show(lib, 1).at("fields"), before.at("fields"));
+    EXPECT_EQ(Fields(lib, 1), before);
 
     // A refused first element leaves no empty library behind.
     const std::string fresh = Folder("fresh");
-    TCliResult refused = Run({"add", kType, fresh, "--set", "Short="});
-    EXPECT_EQ(refused.ExitCode, kRefused) << Describe(refused);
+    EXPECT_TRUE(ExitedWith(Run({"add", kType, fresh, "--set", "Short="}), kRefused));
     EXPECT_TRUE(fs::is_empty(fresh));
 }
 
 TEST_F(CliCommands, ClearMessagesAndDistinctCodesForWhatIsMissing) {
     const std::string lib = Folder("project");
     ASSERT_EQ(Add(lib, "NO2"), 1);
-
-    TCliResult unknown = Run({"list", "999", lib});
-    EXPECT_EQ(unknown.ExitCode, kUnknownType) << Describe(unknown);
-    EXPECT_NE(unknown.Err.find("Unknown library type 999"), std::string::npos);
+    EXPECT_TRUE(ExitedWith(Run({"list", "999", lib}), kUnknownType, {"Unknown library type 999"}));
 
     const TLibKindInfo* without = nullptr;
     for (const TLibKindInfo& kind : AllLibKinds())
         if (!HasLibEditor(kind.Type) && !without)
             without = &kind;
-    if (without) {
-        TCliResult r = Run({"add", std::to_string(without->Type), lib, "--set", "ElementName=x"});
-        EXPECT_EQ(r.ExitCode, kNoEditor) << Describe(r);
-        EXPECT_NE(r.Err.find("Not yet implemented for this library type!"), std::string::npos) << r.Err;
-        EXPECT_FALSE(fs::exists(lib + without->FileName));
-    }
+    ASSERT_NE(without, nullptr);
+    EXPECT_TRUE(ExitedWith(Run({"add", std::to_string(without->Type), lib, "--set", "ElementName=x"}),
+                           kNoEditor, {"Not yet implemented for this library type!"}));
+    EXPECT_FALSE(fs::exists(lib + without->FileName));
 
-    TCliResult noLibrary = Run({"show", kType, Folder("empty"), "1"});
-    EXPECT_EQ(noLibrary.ExitCode, kNoLibrary) << Describe(noLibrary);
-    EXPECT_NE(noLibrary.Err.find("No library \"Stoffe.abs\""), std::string::npos) << noLibrary.Err;
-    TCliResult noFolder = Run({"add", kType, root_.File("nowhere"), "--set", "Short=A"});
-    EXPECT_EQ(noFolder.ExitCode, kNoLibrary) << Describe(noFolder);
+    EXPECT_TRUE(
+        ExitedWith(Run({"show", kType, Folder("empty"), "1"}), kNoLibrary, {"No library \"Stoffe.abs\""}));
+    EXPECT_TRUE(ExitedWith(Run({"add", kType, root_.File("nowhere"), "--set", "Short=A"}), kNoLibrary));
     EXPECT_FALSE(fs::exists(root_.File("nowhere")));
 
     // A file of the library's name that is no library is neither opened nor replaced.
     const std::string damaged = Folder("damaged");
-    std::ofstream(damaged + "Stoffe.abs") << "not a library";
-    for (const char* command : {"list", "add"}) {
-        TCliResult r = Run({command, kType, damaged});
-        EXPECT_EQ(r.ExitCode, 1) << Describe(r);
-        EXPECT_NE(r.Err.find("is not a library of this kind or is damaged"), std::string::npos) << r.Err;
-    }
-    std::ifstream kept(damaged + "Stoffe.abs");
-    EXPECT_EQ(std::string(std::istreambuf_iterator<char>(kept), {}), "not a library");
+    WriteAll(damaged + "Stoffe.abs", "not a library");
+    for (const char* command : {"list", "add"})
+        EXPECT_TRUE(
+            ExitedWith(Run({command, kType, damaged}), 1, {"is not a library of this kind or is damaged"}));
+    EXPECT_EQ(ReadAll(damaged + "Stoffe.abs"), "not a library");
 
-    TCliResult noElement = Run({"show", kType, lib, "5"});
-    EXPECT_EQ(noElement.ExitCode, kNoElement) << Describe(noElement);
-    EXPECT_NE(noElement.Err.find("No element 5"), std::string::npos) << noElement.Err;
-
-    TCliResult usage = Run({"show", kType, lib});
-    EXPECT_EQ(usage.ExitCode, kUsage) << Describe(usage);
+    EXPECT_TRUE(ExitedWith(Run({"show", kType, lib, "5"}), kNoElement, {"No element 5"}));
+    EXPECT_TRUE(ExitedWith(Run({"show", kType, lib}), kUsage));
     // Reading never writes the settings file.
     EXPECT_FALSE(fs::exists(Config() + "/KorvelLib.ini"));
 }
@@ -235,13 +213,11 @@ TEST_F(CliCommands, DeleteRemovesTheFoundElementsAndNamesTheMissingOnes) {
     const std::string lib = Folder("project");
     for (const char* name : {"A", "B", "C", "D"})
         Add(lib, name);
-    TCliResult r = Run({"delete", kType, lib, "2", "9", "4", "2"});
-    EXPECT_EQ(r.ExitCode, kNoElement) << Describe(r);
-    EXPECT_NE(r.Err.find("No element 9 "), std::string::npos) << r.Err;
+    EXPECT_TRUE(ExitedWith(Run({"delete", kType, lib, "2", "9", "4", "2"}), kNoElement, {"No element 9 "}));
     EXPECT_EQ(Names(lib), (TNames{{1, "A"}, {3, "C"}}));
 
     // The last element goes too; the emptied library stays a library.
-    ASSERT_EQ(Run({"delete", kType, lib, "1", "3"}).ExitCode, 0);
+    ASSERT_TRUE(ExitedWith(Run({"delete", kType, lib, "1", "3"}), 0));
     EXPECT_TRUE(List(lib).empty());
     EXPECT_EQ(Add(lib, "E"), 5) << "numbers are never reused";
 }
@@ -249,86 +225,63 @@ TEST_F(CliCommands, DeleteRemovesTheFoundElementsAndNamesTheMissingOnes) {
 TEST_F(CliCommands, CopyFollowsTheConflictPolicy) {
     const std::string src = Folder("src");
     const std::string dst = Folder("dst");
-    Add(src, "NO2", "from source");
-    Add(src, "PM10", "from source");
-    Add(src, "SO2", "from source");
+    for (const char* name : {"NO2", "PM10", "SO2"})
+        Add(src, name, "from source");
     Add(dst, "no2", "in destination");
 
     TCliResult skip = Run({"copy", kType, src, dst, "1", "2"});
-    ASSERT_EQ(skip.ExitCode, 0) << Describe(skip);
-    EXPECT_NE(skip.Out.find("1 new, 0 overwritten, 1 skipped"), std::string::npos) << skip.Out;
+    ASSERT_TRUE(ExitedWith(skip, 0));
+    EXPECT_THAT(skip.Out, HasSubstr("1 new, 0 overwritten, 1 skipped"));
     EXPECT_EQ(Names(dst), (TNames{{1, "no2"}, {2, "PM10"}}));
-    EXPECT_EQ(Show(dst, 1).at("fields").at("StoffName"), "in destination");
+    EXPECT_EQ(Fields(dst, 1).at("StoffName"), "in destination");
     // Copies carry their source's change time.
-    EXPECT_EQ(Show(dst, 2).at("fields").at("LastChangeDateTime"),
-              Show(src, 2).at("fields").at("LastChangeDateTime"));
+    EXPECT_EQ(Fields(dst, 2).at("LastChangeDateTime"), Fields(src, 2).at("LastChangeDateTime"));
 
     TCliResult overwrite = Run({"copy", kType, src, dst, "--all", "--on-conflict", "overwrite"});
-    ASSERT_EQ(overwrite.ExitCode, 0) << Describe(overwrite);
-    EXPECT_NE(overwrite.Out.find("1 new, 2 overwritten, 0 skipped"), std::string::npos) << overwrite.Out;
+    ASSERT_TRUE(ExitedWith(overwrite, 0));
+    EXPECT_THAT(overwrite.Out, HasSubstr("1 new, 2 overwritten, 0 skipped"));
     EXPECT_EQ(Names(dst), (TNames{{1, "NO2"}, {2, "PM10"}, {3, "SO2"}}));
-    EXPECT_EQ(Show(dst, 1).at("fields").at("StoffName"), "from source");
+    EXPECT_EQ(Fields(dst, 1).at("StoffName"), "from source");
 
-    TCliResult rename = Run({"copy", kType, src, dst, "1", "3", "--on-conflict", "rename"});
-    ASSERT_EQ(rename.ExitCode, 0) << Describe(rename);
+    ASSERT_TRUE(ExitedWith(Run({"copy", kType, src, dst, "1", "3", "--on-conflict", "rename"}), 0));
     EXPECT_EQ(Names(dst), (TNames{{1, "NO2"}, {2, "PM10"}, {3, "SO2"}, {4, "NO2 (2)"}, {5, "SO2 (2)"}}));
     EXPECT_EQ(Names(src), (TNames{{1, "NO2"}, {2, "PM10"}, {3, "SO2"}})) << "the source is untouched";
 
     // A missing destination library is made; missing numbers are named and the others still copied.
     const std::string fresh = Folder("fresh");
-    TCliResult partly = Run({"copy", kType, src, fresh, "3", "8"});
-    EXPECT_EQ(partly.ExitCode, kNoElement) << Describe(partly);
+    EXPECT_TRUE(ExitedWith(Run({"copy", kType, src, fresh, "3", "8"}), kNoElement));
     EXPECT_EQ(Names(fresh), (TNames{{1, "SO2"}}));
     // Nothing to copy makes nothing.
     const std::string untouched = Folder("untouched");
-    EXPECT_EQ(Run({"copy", kType, src, untouched, "8"}).ExitCode, kNoElement);
+    EXPECT_TRUE(ExitedWith(Run({"copy", kType, src, untouched, "8"}), kNoElement));
     EXPECT_TRUE(fs::is_empty(untouched));
 
-    EXPECT_EQ(Run({"copy", kType, src, dst, "1", "--on-conflict", "ask"}).ExitCode, kUsage);
-    EXPECT_EQ(Run({"copy", kType, src, dst}).ExitCode, kUsage);
-    EXPECT_EQ(Run({"copy", kType, src, src, "1"}).ExitCode, kUsage);
+    EXPECT_TRUE(ExitedWith(Run({"copy", kType, src, dst, "1", "--on-conflict", "ask"}), kUsage));
+    EXPECT_TRUE(ExitedWith(Run({"copy", kType, src, dst}), kUsage));
+    EXPECT_TRUE(ExitedWith(Run({"copy", kType, src, src, "1"}), kUsage));
 }
 
 TEST_F(CliCommands, BackupReproducesNumbersWithGapsOnce) {
     const std::string lib = Folder("project");
-    Add(lib, "A");
-    Add(lib, "B");
-    Add(lib, "C");
-    ASSERT_EQ(Run({"delete", kType, lib, "2"}).ExitCode, 0);
+    for (const char* name : {"A", "B", "C"})
+        Add(lib, name);
+    ASSERT_TRUE(ExitedWith(Run({"delete", kType, lib, "2"}), 0));
 
     TCliResult backup = Run({"backup", kType, lib});
-    ASSERT_EQ(backup.ExitCode, 0) << Describe(backup);
-    EXPECT_NE(backup.Out.find("2 elements"), std::string::npos) << backup.Out;
+    ASSERT_TRUE(ExitedWith(backup, 0));
+    EXPECT_THAT(backup.Out, HasSubstr("2 elements"));
     EXPECT_EQ(Names(lib + "libs_backup"), (TNames{{1, "A"}, {3, "C"}}));
 
-    TCliResult again = Run({"backup", kType, lib});
-    EXPECT_EQ(again.ExitCode, kExists) << Describe(again);
-    EXPECT_NE(again.Err.find("Backup copy already exists, please delete the files first!"),
-              std::string::npos);
+    EXPECT_TRUE(ExitedWith(Run({"backup", kType, lib}), kExists,
+                           {"Backup copy already exists, please delete the files first!"}));
     EXPECT_EQ(Names(lib + "libs_backup"), (TNames{{1, "A"}, {3, "C"}}));
-}
-
-TEST_F(CliCommands, ConvertWithoutOlderFilesChangesNothing) {
-    const std::string folder = Folder("project");
-    Add(folder, "A");
-    TCliResult r = Run({"convert", folder});
-    ASSERT_EQ(r.ExitCode, 0) << Describe(r);
-    EXPECT_NE(r.Out.find("No older library files to convert"), std::string::npos) << r.Out;
-    std::vector<std::string> files;
-    for (const auto& entry : fs::directory_iterator(folder))
-        files.push_back(entry.path().filename().string());
-    EXPECT_EQ(files, std::vector<std::string>{"Stoffe.abs"});
-
-    EXPECT_EQ(Run({"convert", root_.File("nowhere")}).ExitCode, kNoLibrary);
 }
 
 TEST_F(CliCommands, SystemLibrariesAreReadOnly) {
     const std::string project = Folder("project");
     Add(project, "A");
     const std::string system = Folder("inst/system/libs");
-
-    TCliResult create = Run({"add", kType, system, "--set", "Short=B"});
-    EXPECT_EQ(create.ExitCode, kReadOnly) << Describe(create);
+    EXPECT_TRUE(ExitedWith(Run({"add", kType, system, "--set", "Short=B"}), kReadOnly));
     EXPECT_TRUE(fs::is_empty(system));
 
     fs::copy_file(project + "Stoffe.abs", system + "Stoffe.abs");
@@ -338,20 +291,15 @@ TEST_F(CliCommands, SystemLibrariesAreReadOnly) {
              {"set", kType, system, "1", "--set", "Short=B"},
              {"delete", kType, system, "1"},
              {"copy", kType, project, system, "1", "--on-conflict", "overwrite"},
-         }) {
-        TCliResult r = Run(args);
-        EXPECT_EQ(r.ExitCode, kReadOnly) << args.front() << '\n' << Describe(r);
-        EXPECT_NE(r.Err.find("read-only"), std::string::npos) << r.Err;
-    }
+         })
+        EXPECT_TRUE(ExitedWith(Run(args), kReadOnly, {"read-only"})) << args.front();
     EXPECT_EQ(Names(system), (TNames{{1, "A"}}));
 
     // A folder named as System folder for the run counts as one, and only for that run.
     const std::string other = Folder("other");
     fs::copy_file(project + "Stoffe.abs", other + "Stoffe.abs");
-    TCliResult named =
-        RunKorvellib({"--config", Config(), "--system-folder", other, "delete", kType, other, "1"});
-    EXPECT_EQ(named.ExitCode, kReadOnly) << Describe(named);
-    EXPECT_EQ(Run({"delete", kType, other, "1"}).ExitCode, 0);
+    EXPECT_TRUE(ExitedWith(Run({"--system-folder", other, "delete", kType, other, "1"}), kReadOnly));
+    EXPECT_TRUE(ExitedWith(Run({"delete", kType, other, "1"}), 0));
     EXPECT_FALSE(fs::exists(Config() + "/KorvelLib.ini")) << "folder options are not written to the settings";
 }
 
@@ -405,6 +353,162 @@ TEST(ProgramSettingsOverride, HoldsForTheProcessWithoutWritingTheSettings) {
     SetSystemLibPathOverride(std::nullopt);
     EXPECT_EQ(GetGlobalLibPath(), "/data/global/");
     EXPECT_EQ(GetSystemLibPath2(), "/data/system2/");
+}
+
+// --- list with the element filter of the sound libraries: groups (OR, AND) and the text over comment and
+// name
+
+const std::string kEmission = "120";
+
+class CliFilter : public CliCommands {
+protected:
+    void SetUp() override {
+        // number: name, comment, groups
+        for (const char* element :
+             {R"({"name": "Fan A", "comment": "Roof fan", "groups": ["Fans", "Roof"], "values": {"30": 80}})",
+              R"({"name": "Pump", "comment": "Basement", "groups": ["Pumps"], "values": {"30": 70}})",
+              R"({"name": "Fan B", "comment": "Wall fan", "groups": ["fans"], "values": {"30": 75}})",
+              R"({"name": "Chiller", "comment": "Roof unit", "groups": ["Roof", "Pumps"],
+                  "values": {"30": 85}})",
+              R"({"name": "DACHLÜFTER", "comment": "", "values": {"30": 60}})"})
+            ASSERT_TRUE(ExitedWith(Run({"add", kEmission, lib_, "--element-json", "-"}, element), 0));
+    }
+
+    // The numbers listed with the options, from the JSON list.
+    std::vector<int> Listed(const std::vector<std::string>& options) {
+        std::vector<std::string> args{"list", kEmission, lib_};
+        args.insert(args.end(), options.begin(), options.end());
+        std::vector<int> numbers;
+        for (const json& row : Json(args))
+            numbers.push_back(row.at("number").get<int>());
+        return numbers;
+    }
+
+    std::string lib_ = Folder("project");
+};
+
+using TNumbers = std::vector<int>;
+
+TEST_F(CliFilter, GroupsCombineByOrOrAndIgnoringLetterCase) {
+    EXPECT_EQ(Listed({}), (TNumbers{1, 2, 3, 4, 5}));
+    // "fans" was given to Fan B: the group table finds the group by name whatever its case.
+    EXPECT_EQ(Listed({"--filter-group", "Fans"}), (TNumbers{1, 3}));
+    EXPECT_EQ(Listed({"--filter-group", "FANS"}), (TNumbers{1, 3}));
+    EXPECT_EQ(Listed({"--filter-group", "Fans", "--filter-group", "Pumps"}), (TNumbers{1, 2, 3, 4}));
+    EXPECT_EQ(Listed({"--filter-group", "Roof", "--filter-group", "Pumps", "--filter-and"}), (TNumbers{4}));
+    EXPECT_EQ(Listed({"--filter-group", "Fans", "--filter-group", "Roof", "--filter-and"}), (TNumbers{1}));
+
+    // A group the library lacks matches nothing, and says so; with OR the other group still counts.
+    TCliResult unknown = Run({"list", kEmission, lib_, "--filter-group", "Valves"});
+    EXPECT_TRUE(ExitedWith(unknown, 0, {"\"Valves\""}));
+    EXPECT_EQ(unknown.Out, "");
+    EXPECT_EQ(Listed({"--filter-group", "Valves", "--filter-group", "Pumps"}), (TNumbers{2, 4}));
+
+    // The text list prints the same elements.
+    EXPECT_EQ(Run({"list", kEmission, lib_, "--filter-group", "Pumps"}).Out,
+              "     2  Pump\n     4  Chiller\n");
+}
+
+TEST_F(CliFilter, TextSearchesCommentFollowedByNameAndCombinesWithGroups) {
+    EXPECT_EQ(Listed({"--filter-text", "roof"}), (TNumbers{1, 4}));
+    // Comment and name are one text: "Roof fan" + "Fan A" holds "fanfan".
+    EXPECT_EQ(Listed({"--filter-text", "fanfan"}), (TNumbers{1, 3}));
+    EXPECT_EQ(Listed({"--filter-text", "lüfter"}), (TNumbers{5}));
+    EXPECT_EQ(Listed({"--filter-text", "nothing like it"}), (TNumbers{}));
+    EXPECT_EQ(Listed({"--filter-group", "Fans", "--filter-text", "wall"}), (TNumbers{3}));
+    EXPECT_EQ(Listed({"--filter-group", "Roof", "--filter-text", "fan"}), (TNumbers{1}));
+    // A filter holds for its own run only: nothing is kept beside the library.
+    EXPECT_EQ(Listed({}), (TNumbers{1, 2, 3, 4, 5}));
+    EXPECT_FALSE(fs::exists(lib_ + "EmisX.fil"));
+
+    // A filter the editor kept switched on beside the library does not narrow a plain list.
+    sound::TFilterRec kept;
+    kept.SetEnabled(true);
+    kept.SetTextFilter("nothing like it");
+    sound::SaveFilter(lib_ + "EmisX.abs", kept);
+    EXPECT_EQ(Listed({}), (TNumbers{1, 2, 3, 4, 5}));
+}
+
+TEST_F(CliFilter, WrongFilterOptionsAreUsageErrors) {
+    struct Case {
+        std::vector<std::string> Args;
+        std::string_view Expected;
+    };
+    const std::vector<Case> cases = {
+        {{"list", "9", lib_, "--filter-text", "x"},
+         "Filters exist for the sound libraries (types 120 to 123) only"},
+        {{"list", kEmission, lib_, "--filter-group", "A", "--filter-group", "B", "--filter-group", "C"},
+         "at most twice"},
+        {{"list", kEmission, lib_, "--filter-group", "Fans", "--filter-and"}, "two --filter-group"},
+        {{"list", kEmission, lib_, "--filter-group", ""}, "group name"},
+        {{"list", kEmission, lib_, "--filter-group", std::string(41, 'g')}, "40 characters"},
+        {{"list", kEmission, lib_, "--filter-text", std::string(81, 't')}, "80 characters"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.Args.back());
+        TCliResult r = Run(c.Args);
+        EXPECT_TRUE(ExitedWith(r, kUsage, {c.Expected}));
+        EXPECT_EQ(r.Out, "");
+    }
+}
+
+// --- convert: the older files become current sound libraries, what was created and removed is reported, and
+// a failed kind keeps its files and fails the run
+
+class CliConvert : public CliCommands {
+protected:
+    TCliResult Convert() { return Run({"convert", folder_}); }
+    std::set<fs::path> Files() const {
+        return {fs::recursive_directory_iterator(folder_), fs::recursive_directory_iterator()};
+    }
+    const std::string folder_ = Folder("old");
+};
+
+TEST_F(CliConvert, ConvertsTheSoundKindsAndReportsCreatedAndRemovedFiles) {
+    MakeOlderFile(acoustic::kEmissionLibType, folder_,
+                  {{{"Eintrag", Int(12)}, {"ElementName", Text("Fan")}, {"dBX", Text("A")}}},
+                  {{{"GruppenName", Text("Roof")}}});
+    MakeOlderFile(acoustic::kTransmissionLibType, folder_, {{{"ElementName", Text("Wall")}}}, {});
+
+    const TCliResult r = Convert();
+    ASSERT_TRUE(ExitedWith(r, 0));
+    EXPECT_THAT(r.Out, HasSubstr("Updating library \"" + folder_ + "Emis.abs\""));
+    EXPECT_THAT(r.Out, HasSubstr("Created \"" + folder_ + "EmisX.abs\""));
+    EXPECT_THAT(r.Out, HasSubstr("Created \"" + folder_ + "TransX.abs\""));
+    EXPECT_THAT(r.Out,
+                HasSubstr("Removed \"" + folder_ + "Emis.abs\" (a copy is in \"" + folder_ + "backup/\")"));
+    EXPECT_THAT(r.Out, HasSubstr("Removed \"" + folder_ + "TransGrp.abs\""));
+    // Neither the new libraries nor the removed older files leave journal files behind.
+    for (const auto& entry : fs::directory_iterator(folder_))
+        EXPECT_FALSE(entry.path().string().ends_with("-wal") || entry.path().string().ends_with("-shm"))
+            << entry.path();
+
+    const auto emission = FileRows(acoustic::kEmissionLibType, folder_);
+    ASSERT_EQ(emission.size(), 1u);
+    EXPECT_EQ(emission[0].at("Eintrag"), Int(12));
+    EXPECT_EQ(emission[0].at("ElementName"), Text("Fan"));
+    EXPECT_EQ(FileRows(acoustic::kTransmissionLibType, folder_).size(), 1u);
+    EXPECT_FALSE(fs::exists(folder_ + "Emis.abs"));
+    EXPECT_TRUE(fs::exists(folder_ + "backup/TransGrp.abs"));
+
+    // Run again: nothing is left to convert and nothing changes, the backup included.
+    const std::set<fs::path> files = Files();
+    const TCliResult again = Convert();
+    EXPECT_TRUE(ExitedWith(again, 0));
+    EXPECT_THAT(again.Out, HasSubstr("No older library files to convert"));
+    EXPECT_EQ(Files(), files);
+    EXPECT_TRUE(ExitedWith(Run({"convert", root_.File("nowhere")}), kNoLibrary));
+    // A folder without older files gets nothing, not even the backup folder.
+    const std::string empty = Folder("empty");
+    EXPECT_THAT(Run({"convert", empty}).Out, HasSubstr("No older library files to convert"));
+    EXPECT_TRUE(fs::is_empty(empty));
+}
+
+TEST_F(CliConvert, DamagedOlderFileFailsTheRunAndStays) {
+    WriteAll(folder_ + "Atten.abs", "not a library");
+    EXPECT_TRUE(ExitedWith(Convert(), 1, {"Error: Error while updating "}));
+    EXPECT_TRUE(fs::exists(folder_ + "Atten.abs"));
+    EXPECT_TRUE(fs::exists(folder_ + "backup/Atten.abs"));
 }
 
 } // namespace

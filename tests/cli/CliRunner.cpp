@@ -34,6 +34,18 @@ TCliResult RunKorvellib(const std::vector<std::string>& args, const std::string&
     return result;
 }
 
+::testing::AssertionResult ExitedWith(const TCliResult& r, int code,
+                                      std::initializer_list<std::string_view> errParts) {
+    bool ok = r.ExitCode == code;
+    for (std::string_view part : errParts)
+        ok = ok && r.Err.find(part) != std::string::npos;
+    if (ok)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure()
+           << "expected exit " << code << " and the errors to hold each part; exit " << r.ExitCode
+           << "\nstdout: " << r.Out << "\nstderr: " << r.Err;
+}
+
 pid_t StartKorvellib(const std::vector<std::string>& args, const std::string& outFile,
                      const std::string& errFile, const std::string& inFile) {
     std::vector<std::string> argv{KORVELLIB_EXE};

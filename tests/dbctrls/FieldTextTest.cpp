@@ -3,7 +3,7 @@
 #include "platform/Errors.h"
 
 #include <charconv>
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 namespace korvel {
 namespace {
@@ -14,21 +14,13 @@ db::TFieldDef Def(TFieldType type, int size = 0) {
     return db::TFieldDef{"F", type, size, false};
 }
 
-std::string ErrorOf(TFieldType type, std::string_view text) {
-    try {
-        ParseFieldText(Def(type), text);
-    } catch (const EKorvelError& e) {
-        return e.what();
-    }
-    return "no error";
-}
-
 TEST(FieldText, FloatsAreShortestWithPointAndReadBackExactly) {
-    EXPECT_EQ(FloatText(0.00015), "0.00015");
-    EXPECT_EQ(FloatText(98), "98");
-    EXPECT_EQ(FloatText(-0.0), "0");
-    EXPECT_EQ(FloatText(0.1 + 0.2), "0.30000000000000004");
-    EXPECT_EQ(FloatText(1e-7), "1e-07");
+    for (auto [value, text] : {std::pair{0.00015, "0.00015"},
+                               {98.0, "98"},
+                               {-0.0, "0"},
+                               {0.1 + 0.2, "0.30000000000000004"},
+                               {1e-7, "1e-07"}})
+        EXPECT_EQ(FloatText(value), text);
     for (double d : {1.0 / 3, 2e-6, 6.02214076e23, 1e15 - 0.5, -7.25e-9}) {
         const std::string text = FloatText(d);
         double back = 0;
@@ -60,17 +52,19 @@ TEST(FieldText, ParsingTakesWhatTheFieldHolds) {
 }
 
 TEST(FieldText, BadTextIsNamedInTheMessage) {
-    EXPECT_EQ(ErrorOf(TFieldType::Float, "abc"), "'abc' is not a valid number.");
-    EXPECT_EQ(ErrorOf(TFieldType::Float, "inf"), "'inf' is not a valid number.");
-    EXPECT_EQ(ErrorOf(TFieldType::Integer, "1.5"), "'1.5' is not a valid whole number.");
-    EXPECT_EQ(ErrorOf(TFieldType::Word, "70000"), "'70000' is outside the range 0..65535.");
-    EXPECT_EQ(ErrorOf(TFieldType::Integer, "3000000000"),
-              "'3000000000' is outside the range -2147483648..2147483647.");
-    EXPECT_EQ(ErrorOf(TFieldType::LargeInt, "99999999999999999999"),
-              "'99999999999999999999' is outside the range of whole numbers.");
-    EXPECT_EQ(ErrorOf(TFieldType::Boolean, "maybe"), "'maybe' is not a valid truth value (True or False).");
-    EXPECT_EQ(ErrorOf(TFieldType::DateTime, "yesterday"),
-              "'yesterday' is not a valid date and time (YYYY-MM-DD HH:MM:SS).");
+    const std::tuple<TFieldType, std::string, std::string> rows[] = {
+        {TFieldType::Float, "abc", "is not a valid number."},
+        {TFieldType::Float, "inf", "is not a valid number."},
+        {TFieldType::Integer, "1.5", "is not a valid whole number."},
+        {TFieldType::Word, "70000", "is outside the range 0..65535."},
+        {TFieldType::Integer, "3000000000", "is outside the range -2147483648..2147483647."},
+        {TFieldType::LargeInt, "99999999999999999999", "is outside the range of whole numbers."},
+        {TFieldType::Boolean, "maybe", "is not a valid truth value (True or False)."},
+        {TFieldType::DateTime, "yesterday", "is not a valid date and time (YYYY-MM-DD HH:MM:SS)."},
+    };
+    for (const auto& [type, text, message] : rows)
+        EXPECT_THAT([&] { ParseFieldText(Def(type), text); },
+                    testing::ThrowsMessage<EKorvelError>(testing::StrEq("'" + text + "' " + message)));
 }
 
 } // namespace

@@ -1,8 +1,12 @@
-// The editor frame, driven through the pollutants editor (the frame's behaviour needs a real kind).
+// The editor frame, driven through the pollutants editor (the frame's behaviour needs a real kind), and
+// copying elements between tabs and editors with the name-conflict answers and the conflict dialog.
 
 #include "editor/CustomLibForm.h"
 
+#include "editor/ElementCopy.h"
+#include "editor/NameExistsForm.h"
 #include "meteo/PollutantsSchema.h"
+#include "platform/db/Sqlite.h"
 #include "platform/settings/ConfigLocation.h"
 #include "platform/settings/IniStore.h"
 #include "platform/ui/ListCtrls.h"
@@ -17,26 +21,38 @@ namespace {
 
 namespace fs = std::filesystem;
 using test::LibFolders;
+using TNames = std::vector<std::string>;
+using TButtons = std::vector<std::pair<std::string, int>>;
 constexpr int kType = meteo::kPollutantsLibType;
+using TRows = std::vector<std::pair<std::string, std::string>>;
 
 class FrameTest : public ::testing::Test {
 protected:
-    TCustomLibForm& Open(const std::vector<std::string>& folders, bool createMissing = true) {
+    TCustomLibForm& Open(const std::vector<std::string>& folders) {
         auto& editor = static_cast<TCustomLibForm&>(f.Host().Adopt(CreateLib(f.Host(), kType)));
-        editor.OpenFiles(folders, static_cast<int>(folders.size()) - 1, false, createMissing);
+        editor.OpenFiles(folders, static_cast<int>(folders.size()) - 1, false, true);
         return editor;
     }
-    static std::vector<std::string> Names(TCustomLibForm& editor) {
-        std::vector<std::string> names;
+    // A Project library of elements with these short names, opened.
+    TCustomLibForm& OpenProject(const TNames& names) {
+        std::vector<std::map<std::string, std::string>> rows;
+        for (const std::string& name : names)
+            rows.push_back({{"Short", name}});
+        LibFolders::MakeLibrary(kType, f.Project(), rows);
+        return Open({f.Project()});
+    }
+    static TNames Names(TCustomLibForm& editor) {
+        TNames names;
         for (std::int64_t r = 0; r < editor.DBList().RowCount(); ++r)
             names.push_back(editor.DBList().CellText(r, 1));
         return names;
     }
-    static void Add(TCustomLibForm& editor, const std::string& name) {
-        db::TTable& t = *editor.GetMainTable(editor.GetCurIndex());
-        t.Append();
-        t.FieldByName("Short").SetAsString(name);
-        t.Post();
+    // Caption and tag of each copy button.
+    static TButtons Buttons(TCustomLibForm& editor) {
+        TButtons buttons;
+        for (TButton* b : editor.CopyButtons())
+            buttons.emplace_back(b->Caption(), b->Tag());
+        return buttons;
     }
     LibFolders f;
 };
@@ -46,18 +62,10 @@ TEST_F(FrameTest, TabsOfTwoProjectsGetTheirOwnCopyButtons) {
     TCustomLibForm& editor = Open({f.System(), f.Global(), f.Project(), f.Project2()});
     // No Global library exists and none is made on opening.
     EXPECT_FALSE(fs::exists(f.Global() + "Stoffe.abs"));
-    ASSERT_EQ(editor.TabCount(), 3);
-    EXPECT_EQ(editor.TabLibs().Tabs(), (std::vector<std::string>{"System", "Project", "Project2"}));
+    EXPECT_EQ(editor.TabLibs().Tabs(), (TNames{"System", "Project", "Project2"}));
     EXPECT_EQ(editor.GetCurIndex(), 2);
-    std::vector<TButton*> buttons = editor.CopyButtons();
-    ASSERT_EQ(buttons.size(), 3u);
-    EXPECT_EQ(buttons[0]->Caption(), " > Global");
-    EXPECT_EQ(buttons[0]->Tag(), -1);
-    EXPECT_EQ(buttons[1]->Caption(), " > Project");
-    EXPECT_EQ(buttons[1]->Hint(), "Copy to > Project");
-    EXPECT_EQ(buttons[1]->Tag(), 1);
-    EXPECT_EQ(buttons[2]->Caption(), " > Project2");
-    EXPECT_EQ(buttons[2]->Tag(), 2);
+    EXPECT_EQ(Buttons(editor), (TButtons{{" > Global", -1}, {" > Project", 1}, {" > Project2", 2}}));
+    EXPECT_EQ(editor.CopyButtons()[1]->Hint(), "Copy to > Project");
     EXPECT_EQ(editor.Caption(), "Pollutants - Project - [" + f.Project2() + "Stoffe.abs]");
     EXPECT_TRUE(editor.TabReadOnly(0));
     EXPECT_FALSE(editor.TabReadOnly(2));
@@ -69,19 +77,27 @@ TEST_F(FrameTest, FirstProjectIndexFallsBackToTheLastGlobalTab) {
     TCustomLibForm& editor = Open({f.System(), f.Global()});
     ASSERT_EQ(editor.TabCount(), 2);
     EXPECT_EQ(editor.GetFirstProjIndex(), 1);
-    EXPECT_EQ(editor.CopyButtons().front()->Tag(), 1); // the first Global tab takes the initial button
-    EXPECT_EQ(editor.CopyButtons().size(), 1u);
+    EXPECT_EQ(Buttons(editor), (TButtons{{" > Global", 1}})); // the first Global tab takes the initial button
 }
 
-TEST_F(FrameTest, AConfiguredSystemFolderIsSystemWhateverItsName) {
+TEST_F(FrameTest, AConfiguredSystemFolderIsReadOnlyThroughoutWhateverItsName) {
     const std::string delivered = f.Root() + "delivered/";
     LibFolders::MakeLibrary(kType, delivered, {{{"Short", "NO2"}}});
     SetSystemLibPath1(delivered);
     TCustomLibForm& editor = Open({delivered});
-    ASSERT_EQ(editor.TabCount(), 1);
-    EXPECT_EQ(editor.TabLibs().Tabs()[0], "System");
+    EXPECT_EQ(editor.TabLibs().Tabs(), TNames{"System"});
     EXPECT_TRUE(editor.TabReadOnly(0));
     EXPECT_FALSE(editor.GetMainTable(0)->CanModify());
+    EXPECT_TRUE(editor.Find<TEdit>("EditShort").ReadOnly());
+    EXPECT_FALSE(editor.Find<TComboBox>("CBKornfraktion").Enabled());
+    EXPECT_FALSE(editor.Navigator().ButtonEnabled(nbInsert));
+    EXPECT_FALSE(editor.Navigator().ButtonEnabled(nbDelete));
+    editor.EnableDBButtons();
+    EXPECT_FALSE(editor.MainMenu()->FindItem("InsertElement")->Enabled());
+    // Closing never removes a delivered library.
+    const auto size = fs::file_size(delivered + "Stoffe.abs");
+    ASSERT_TRUE(f.Host().CloseWindow(editor));
+    EXPECT_EQ(fs::file_size(delivered + "Stoffe.abs"), size);
 }
 
 TEST_F(FrameTest, ClosingDeletesANewLibraryThatStayedEmpty) {
@@ -95,35 +111,44 @@ TEST_F(FrameTest, ClosingDeletesANewLibraryThatStayedEmpty) {
     EXPECT_TRUE(f.Host().Windows().empty());
 }
 
+TEST_F(FrameTest, AnElementWithoutNameIsNotStoredAndTheCloseIsRefused) {
+    TCustomLibForm& editor = Open({f.Project()});
+    db::TTable& t = *editor.GetMainTable(0);
+    editor.Navigator().BtnClick(nbInsert);
+    ASSERT_EQ(t.State(), db::TDataSetState::Insert);
+    f.Ui().ExpectMessage(mtError, "No element name entered, please enter a name first!", mrOk);
+    EXPECT_FALSE(editor.Close());
+    EXPECT_EQ(t.State(), db::TDataSetState::Insert);
+    // Answering No discards the new element and closes; the library stayed empty and goes.
+    editor.Find<TEdit>("EditShort").SetText("CO");
+    f.Ui().ExpectMessage(mtConfirmation, "Save element \"CO\"?", mrNo);
+    EXPECT_TRUE(f.Host().CloseWindow(editor));
+    EXPECT_FALSE(fs::exists(f.Project() + "Stoffe.abs"));
+}
+
 TEST_F(FrameTest, StoredIndexNamesAreUsedAndUnknownOnesFallBack) {
-    LibFolders::MakeLibrary(kType, f.Project(), {{{"Short", "b"}}, {{"Short", "a"}}});
     TIniStore ini(KorvelLibIniFileName());
     ini.WriteString("IndexNames", "LibPrj9", "EN");
     {
-        TCustomLibForm& editor = Open({f.Project()});
+        TCustomLibForm& editor = OpenProject({"b", "a"});
         EXPECT_EQ(editor.GetMainTable(0)->IndexName(), "EN");
-        EXPECT_EQ(Names(editor), (std::vector<std::string>{"a", "b"}));
+        EXPECT_EQ(Names(editor), (TNames{"a", "b"}));
         editor.DBList().TitleClick(0);
-        EXPECT_EQ(Names(editor), (std::vector<std::string>{"b", "a"}));
+        EXPECT_EQ(Names(editor), (TNames{"b", "a"}));
         ASSERT_TRUE(f.Host().CloseWindow(editor));
     }
     EXPECT_EQ(ini.ReadString("IndexNames", "LibPrj9", ""), "p");
     ini.WriteString("IndexNames", "LibPrj9", "Gone");
-    TCustomLibForm& again = Open({f.Project()});
-    EXPECT_EQ(again.GetMainTable(0)->IndexName(), "p");
+    EXPECT_EQ(Open({f.Project()}).GetMainTable(0)->IndexName(), "p");
 }
 
 TEST_F(FrameTest, GotoElementNoAndNameAndJumpTo) {
-    LibFolders::MakeLibrary(kType, f.Project(),
-                            {{{"Short", "NO2"}}, {{"Short", "PM10"}}, {{"Short", "SO2"}}});
-    TCustomLibForm& editor = Open({f.Project()});
+    TCustomLibForm& editor = OpenProject({"NO2", "PM10", "SO2"});
     db::TTable& t = *editor.GetMainTable(0);
     ASSERT_TRUE(editor.GotoElementNo(0, 2));
     EXPECT_EQ(editor.GetElementName(0), "PM10");
-    EXPECT_FALSE(editor.GotoElementNo(0, 0));
-    EXPECT_FALSE(editor.GotoElementNo(0, -3));
-    EXPECT_FALSE(editor.GotoElementNo(0, 99));
-    EXPECT_FALSE(editor.GotoElementNo(5, 1));
+    for (const auto& [tab, number] : std::vector<std::pair<int, int>>{{0, 0}, {0, -3}, {0, 99}, {5, 1}})
+        EXPECT_FALSE(editor.GotoElementNo(tab, number)) << tab << " " << number;
     EXPECT_EQ(t.Fields(0).AsInteger(), 2);
     EXPECT_TRUE(editor.GotoElementName(0, "so2"));
     EXPECT_EQ(editor.GetElementNo(0), 3);
@@ -137,8 +162,7 @@ TEST_F(FrameTest, GotoElementNoAndNameAndJumpTo) {
 }
 
 TEST_F(FrameTest, ShortcutsAndTheViewMenuReachTheirCommands) {
-    LibFolders::MakeLibrary(kType, f.Project(), {{{"Short", "b"}}, {{"Short", "a"}}});
-    TCustomLibForm& editor = Open({f.Project()});
+    TCustomLibForm& editor = OpenProject({"b", "a"});
     db::TTable& t = *editor.GetMainTable(0);
     TMainMenu& menu = *editor.MainMenu();
     ASSERT_TRUE(menu.PressShortCut("Ctrl+F"));
@@ -186,7 +210,6 @@ TEST_F(FrameTest, TabChangeAsksTheSaveQuestion) {
     EXPECT_TRUE(editor.TabLibs().SetTabIndex(0));
     EXPECT_EQ(editor.GetCurIndex(), 0);
     EXPECT_EQ(t.FieldByName("StoffName").AsString(), "Sulphur dioxide");
-    EXPECT_EQ(t.Tag, 0);
 
     editor.TabLibs().SetTabIndex(1);
     editor.Find<TEdit>("EditStoffName").SetText("changed");
@@ -195,40 +218,17 @@ TEST_F(FrameTest, TabChangeAsksTheSaveQuestion) {
     EXPECT_EQ(t.FieldByName("StoffName").AsString(), "Sulphur dioxide");
 }
 
-TEST_F(FrameTest, AnElementWithoutNameIsNotStoredAndTheCloseIsRefused) {
-    TCustomLibForm& editor = Open({f.Project()});
-    db::TTable& t = *editor.GetMainTable(0);
-    editor.Navigator().BtnClick(nbInsert);
-    ASSERT_EQ(t.State(), db::TDataSetState::Insert);
-    f.Ui().ExpectMessage(mtError, "No element name entered, please enter a name first!", mrOk);
-    EXPECT_FALSE(editor.Close());
-    EXPECT_EQ(t.State(), db::TDataSetState::Insert);
-    // Answering No discards the new element and closes; the library stayed empty and goes.
-    editor.Find<TEdit>("EditShort").SetText("CO");
-    f.Ui().ExpectMessage(mtConfirmation, "Save element \"CO\"?", mrNo);
-    EXPECT_TRUE(f.Host().CloseWindow(editor));
-    EXPECT_FALSE(fs::exists(f.Project() + "Stoffe.abs"));
-}
-
-TEST_F(FrameTest, CloseRecordsTheChosenAndSelectedElements) {
-    LibFolders::MakeLibrary(kType, f.Project(), {{{"Short", "A"}}, {{"Short", "B"}}, {{"Short", "C"}}});
-    TCustomLibForm& editor = Open({f.Project()});
+TEST_F(FrameTest, CloseRecordsTheSelectionAndDeleteRemovesEverySelectedRowWithoutAsking) {
+    TCustomLibForm& editor = OpenProject({"A", "B", "C", "D"});
     editor.GotoElementNo(0, 3);
     editor.DBList().SetRowSelected(0, true);
     editor.DBList().SetRowSelected(2, true);
     ASSERT_TRUE(editor.CloseQuery());
     EXPECT_EQ(editor.LastElementNo(), 3);
     EXPECT_EQ(editor.LastSelectedElementNos(), (std::vector<int>{1, 3}));
-}
 
-TEST_F(FrameTest, DeleteRemovesEverySelectedRowWithoutAsking) {
-    LibFolders::MakeLibrary(kType, f.Project(),
-                            {{{"Short", "A"}}, {{"Short", "B"}}, {{"Short", "C"}}, {{"Short", "D"}}});
-    TCustomLibForm& editor = Open({f.Project()});
-    editor.DBList().SetRowSelected(1, true);
-    editor.DBList().SetRowSelected(3, true);
     editor.Navigator().BtnClick(nbDelete);
-    EXPECT_EQ(Names(editor), (std::vector<std::string>{"A", "C"}));
+    EXPECT_EQ(Names(editor), (TNames{"B", "D"}));
     EXPECT_TRUE(editor.Deleted());
     editor.SelectAll();
     EXPECT_EQ(editor.DBList().SelectedCount(), 2);
@@ -236,34 +236,16 @@ TEST_F(FrameTest, DeleteRemovesEverySelectedRowWithoutAsking) {
     EXPECT_TRUE(Names(editor).empty());
 }
 
-TEST_F(FrameTest, SystemTabsAreReadOnlyThroughout) {
-    LibFolders::MakeLibrary(kType, f.System(), {{{"Short", "NO2"}}});
-    TCustomLibForm& editor = Open({f.System()});
-    ASSERT_EQ(editor.TabCount(), 1);
-    EXPECT_TRUE(editor.Find<TEdit>("EditShort").ReadOnly());
-    EXPECT_FALSE(editor.Find<TComboBox>("CBKornfraktion").Enabled());
-    EXPECT_FALSE(editor.Navigator().ButtonEnabled(nbInsert));
-    EXPECT_FALSE(editor.Navigator().ButtonEnabled(nbDelete));
-    editor.EnableDBButtons();
-    EXPECT_FALSE(editor.MainMenu()->FindItem("InsertElement")->Enabled());
-    // Closing never removes a delivered library.
-    const auto size = fs::file_size(f.System() + "Stoffe.abs");
-    ASSERT_TRUE(f.Host().CloseWindow(editor));
-    EXPECT_EQ(fs::file_size(f.System() + "Stoffe.abs"), size);
-}
-
 TEST_F(FrameTest, BackupReproducesTheNumberingWithItsGaps) {
-    LibFolders::MakeLibrary(
-        kType, f.Project(),
-        {{{"Short", "A"}}, {{"Short", "B"}}, {{"Short", "C"}}, {{"Short", "D"}}, {{"Short", "E"}}});
-    TCustomLibForm& editor = Open({f.Project()});
+    TCustomLibForm& editor = OpenProject({"A", "B", "C", "D", "E"});
     for (int n : {2, 3})
         if (editor.GotoElementNo(0, n))
             editor.GetMainTable(0)->Delete();
     editor.GotoElementNo(0, 4);
     f.Ui().ExpectMessage(mtInformation, "Creates a backup in folder", mrOk);
-    editor.MainMenu()->FindItem("BackupCopy")->SetVisible(true);
-    editor.MainMenu()->FindItem("BackupCopy")->Click();
+    TMenuItem& backup = *editor.MainMenu()->FindItem("BackupCopy");
+    backup.SetVisible(true);
+    backup.Click();
     ASSERT_EQ(editor.TabCount(), 2);
     db::TTable& copy = *editor.GetMainTable(1);
     copy.SetIndexName("p");
@@ -274,7 +256,7 @@ TEST_F(FrameTest, BackupReproducesTheNumberingWithItsGaps) {
     EXPECT_EQ(editor.GetElementNo(0), 4); // the source stays where it was
     f.Ui().ExpectMessage(mtError, "Backup copy already exists", mrOk);
     editor.TabLibs().SetTabIndex(0);
-    editor.MainMenu()->FindItem("BackupCopy")->Click();
+    backup.Click();
 }
 
 TEST_F(FrameTest, OpenAnotherLibraryAddsATabOnlyForAFolderWithTheLibrary) {
@@ -288,7 +270,211 @@ TEST_F(FrameTest, OpenAnotherLibraryAddsATabOnlyForAFolderWithTheLibrary) {
     editor.MainMenu()->FindItem("OpenAnotherLibrary")->Click();
     ASSERT_EQ(editor.TabCount(), 2);
     EXPECT_EQ(editor.GetCurIndex(), 1);
-    EXPECT_EQ(Names(editor), (std::vector<std::string>{"X"}));
+    EXPECT_EQ(Names(editor), TNames{"X"});
+}
+
+// --- copying
+
+// The editor on a Global library of A, B and C and a Project library of X and b, the Global tab current.
+class CopyTest : public FrameTest {
+protected:
+    void SetUp() override {
+        LibFolders::MakeLibrary(kType, f.Global(),
+                                {{{"Short", "A"}, {"StoffName", "from global"}},
+                                 {{"Short", "B"}, {"StoffName", "from global"}},
+                                 {{"Short", "C"}, {"StoffName", "from global"}}});
+        LibFolders::MakeLibrary(kType, f.Project(),
+                                {{{"Short", "X"}}, {{"Short", "b"}, {"StoffName", "mine"}}});
+        editor = &Open({f.Global(), f.Project()});
+        editor->TabLibs().SetTabIndex(0);
+    }
+    void SelectAllAndCopy() {
+        editor->SelectAll();
+        editor->CopyElement(*editor, 1);
+    }
+    TRows Project() {
+        db::TTable& t = *editor->GetMainTable(1);
+        TRows rows;
+        const db::TBookmark here = t.GetBookmark();
+        t.SetIndexName("p");
+        for (t.First(); !t.Eof(); t.Next())
+            rows.emplace_back(t.FieldByName("Short").AsString(), t.FieldByName("StoffName").AsString());
+        t.GotoBookmark(here);
+        return rows;
+    }
+    TCustomLibForm* editor = nullptr;
+};
+
+TEST_F(CopyTest, SkipAllCopiesTheFreeNamesAndSkipsLaterConflictsSilently) {
+    f.Ui().ExpectNameConflict("B", TneAction::SkipAll);
+    SelectAllAndCopy();
+    EXPECT_EQ(Project(), (TRows{{"X", ""}, {"b", "mine"}, {"A", "from global"}, {"C", "from global"}}));
+    // The copies got new numbers, and the list follows the destination tab.
+    EXPECT_EQ(editor->GetCurIndex(), 1);
+    EXPECT_EQ(editor->GetMainTable(1)->Tag, 0);
+    f.Ui().ExpectNameConflict("A", TneAction::SkipAll);
+    editor->TabLibs().SetTabIndex(0);
+    SelectAllAndCopy(); // "b" and "C" conflict too, but are skipped without a question
+    EXPECT_EQ(Project().size(), 4u);
+}
+
+TEST_F(CopyTest, OverwriteAllReplacesTheFieldsOfExistingElements) {
+    editor->TabLibs().SetTabIndex(1);
+    db::TTable& t = *editor->GetMainTable(1);
+    t.Append();
+    t.FieldByName("Short").SetAsString("C");
+    t.Post();
+    editor->TabLibs().SetTabIndex(0);
+    f.Ui().ExpectNameConflict("B", TneAction::OverwriteAll);
+    SelectAllAndCopy();
+    EXPECT_EQ(Project(),
+              (TRows{{"X", ""}, {"B", "from global"}, {"C", "from global"}, {"A", "from global"}}));
+}
+
+TEST_F(CopyTest, CancelStopsTheRunAndKeepsWhatWasCopied) {
+    f.Ui().ExpectNameConflict("B", TneAction::Cancel);
+    SelectAllAndCopy();
+    // "A" was copied before the cancelled conflict; "C" after it was not.
+    EXPECT_EQ(Project(), (TRows{{"X", ""}, {"b", "mine"}, {"A", "from global"}}));
+}
+
+// Answers name conflicts as told, without checking the new names, as a person typing could.
+class TTypedAnswersUi : public test::TTestUi {
+public:
+    std::vector<TNameConflictAnswer> Answers;
+    std::vector<std::string> Asked;
+    TNameConflictAnswer NameConflict(const TNameConflictQuery& query) override {
+        Asked.push_back(query.Name);
+        if (Answers.empty())
+            return {};
+        TNameConflictAnswer next = Answers.front();
+        Answers.erase(Answers.begin());
+        return next;
+    }
+};
+
+TEST_F(CopyTest, CopyToMenuListsTheWritableTabsAndCopies) {
+    TPopupMenu& menu = *editor->FindPopupMenu("ListMenu");
+    menu.Popup();
+    TMenuItem& copyTo = *menu.FindItem("ListCopyTo");
+    ASSERT_EQ(copyTo.Count(), 2);
+    EXPECT_EQ(copyTo.Item(0).Caption(), "Copy to > Global");
+    EXPECT_EQ(copyTo.Item(1).Caption(), "Copy to > Project");
+    EXPECT_EQ(copyTo.Item(1).Tag(), -1);
+    editor->GotoElementNo(0, 3);
+    copyTo.Item(1).Click();
+    EXPECT_EQ(Project().back().first, "C");
+}
+
+TEST_F(CopyTest, TheGlobalButtonOpensTheGlobalLibraryFirst) {
+    LibFolders::MakeLibrary(kType, f.Project2(), {{{"Short", "P"}}});
+    const std::string globalFolder = f.Root() + "global2/";
+    SetGlobalLibPath(globalFolder);
+    TCustomLibForm& other = Open({f.Project2()});
+    TButton& global = *other.CopyButtons().front();
+    ASSERT_EQ(global.Tag(), -1);
+    global.Click();
+    ASSERT_EQ(other.TabCount(), 2);
+    EXPECT_EQ(global.Tag(), 1);
+    EXPECT_TRUE(fs::exists(globalFolder + "Stoffe.abs"));
+    EXPECT_EQ(other.GetElementName(1), "P");
+}
+
+TEST_F(CopyTest, AnElementThatFailsHalfwayLeavesNothingBehind) {
+    // A value the engine refuses to store (not a finite number), put into the file behind its back.
+    editor->GetMyTable(0)->Database().Connection().Exec("UPDATE " + db::QuoteIdent(TableNames(kType)[0]) +
+                                                        " SET Limit_Mean = 9e999 WHERE Short = 'C'");
+    editor->GetMainTable(0)->Refresh();
+    editor->GotoElementNo(0, 3);
+    EXPECT_ANY_THROW(editor->CopyElement(*editor, 1));
+    EXPECT_EQ(Project().size(), 2u);
+    EXPECT_EQ(editor->GetMainTable(1)->State(), db::TDataSetState::Browse);
+}
+
+TEST_F(CopyTest, CopyingIntoAnotherEditorSettlesItsEditFirst) {
+    TCustomLibForm& other = Open({f.Project()});
+    other.Find<TEdit>("EditStoffName").SetText("typed, not stored");
+    editor->GotoElementNo(0, 1);
+    f.Ui().ExpectMessage(mtConfirmation, "Save element", mrCancel);
+    editor->CopyElement(other, 0);
+    EXPECT_EQ(Project().size(), 2u);
+    f.Ui().ExpectMessage(mtConfirmation, "Save element", mrNo);
+    editor->CopyElement(other, 0);
+    EXPECT_EQ(Project().size(), 3u);
+    EXPECT_EQ(Project()[1].second, "mine");
+}
+
+TEST_F(CopyTest, ANewNameNamesTheCopyAndTheSourceReturnsToItsElement) {
+    TCustomLibForm& other = Open({f.Project()});
+    editor->GotoElementNo(0, 1);
+    editor->DBList().SetRowSelected(1, true);
+    editor->DBList().SetRowSelected(2, true);
+    f.Ui().ExpectNameConflict("B", TneAction::NewName, "B2");
+    editor->CopyElement(other, 0);
+    EXPECT_EQ(Project(), (TRows{{"X", ""}, {"b", "mine"}, {"B2", "from global"}, {"C", "from global"}}));
+    EXPECT_EQ(editor->GetElementNo(0), 1);
+}
+
+TEST_F(CopyTest, CheckNameTwicePreparesTheRecordAndAsksAgainForANewNameThatExists) {
+    db::TTable& t = *editor->GetMainTable(1);
+    TneAction action = TneAction::Overwrite;
+    std::string name = "new";
+    ASSERT_TRUE(CheckNameTwice(f.Ui(), t, "EN", name, action));
+    EXPECT_EQ(t.State(), db::TDataSetState::Insert);
+    t.Cancel();
+    name = "X";
+    action = TneAction::SkipAll;
+    EXPECT_FALSE(CheckNameTwice(f.Ui(), t, "EN", name, action));
+    action = TneAction::OverwriteAll;
+    ASSERT_TRUE(CheckNameTwice(f.Ui(), t, "EN", name, action));
+    EXPECT_EQ(t.State(), db::TDataSetState::Edit);
+    EXPECT_EQ(t.FieldByName("Short").AsString(), "X");
+    t.Cancel();
+
+    TTypedAnswersUi ui;
+    ui.Answers = {{TneAction::NewName, "x"}, {TneAction::NewName, "B2"}};
+    action = TneAction::Overwrite;
+    name = "B";
+    ASSERT_TRUE(CheckNameTwice(ui, t, "EN", name, action));
+    EXPECT_EQ(ui.Asked, (std::vector<std::string>{"B", "x"}));
+    EXPECT_EQ(name, "B2");
+    EXPECT_EQ(t.State(), db::TDataSetState::Insert);
+    t.Cancel();
+}
+
+TEST(NameExistsFormTest, ChoicesAndTheNewName) {
+    test::TTestUi ui;
+    TNameConflictQuery query;
+    query.Name = "Fan";
+    query.MaxNameLength = 10;
+    ui.ExpectModal("Element \"Fan\" already exists", [](TForm& form) {
+        auto& choice = form.Find<TRadioGroup>("RGChoice");
+        EXPECT_EQ(choice.ItemIndex(), 4); // "Enter new name" preselected
+        EXPECT_EQ(form.ActiveControl(), &form.Find<TEdit>("EditName"));
+        choice.SetItemIndex(1);
+        form.Find<TButton>("ButtonOK").Click();
+        return mrNone;
+    });
+    EXPECT_EQ(RunNameExistsForm(ui, query).Action, TneAction::OverwriteAll);
+
+    ui.ExpectModal("Fan", [&ui](TForm& form) {
+        form.Find<TEdit>("EditName").SetText("");
+        ui.ExpectMessage(mtError, "must not be empty", mrOk);
+        form.Find<TButton>("ButtonOK").Click();
+        EXPECT_TRUE(form.Modal());
+        form.Find<TEdit>("EditName").SetText("Fan 2");
+        form.Find<TButton>("ButtonOK").Click();
+        return mrNone;
+    });
+    TNameConflictAnswer answer = RunNameExistsForm(ui, query);
+    EXPECT_EQ(answer.Action, TneAction::NewName);
+    EXPECT_EQ(answer.NewName, "Fan 2");
+
+    ui.ExpectModal("Fan", [](TForm& form) {
+        form.Find<TButton>("ButtonCancel").Click();
+        return mrNone;
+    });
+    EXPECT_EQ(RunNameExistsForm(ui, query).Action, TneAction::Cancel);
 }
 
 } // namespace

@@ -3,10 +3,10 @@
 #include "formats/XlsWriter.h"
 #include "platform/Errors.h"
 #include "platform/log/Log.h"
+#include "support/FileBytes.h"
 #include "support/TempDir.h"
 #include "support/TestUi.h"
 
-#include <fstream>
 #include <gtest/gtest.h>
 #include <map>
 
@@ -22,12 +22,11 @@ struct TSeenRow {
 class ExcelImportForm : public ::testing::Test {
 protected:
     ExcelImportForm() {
-        std::ofstream out(File(), std::ios::binary);
-        out << " Element name ;63Hz;KOMMENTAR;Group(1);Picture\n"
-               "Pump; 81.5 ;\"two\nlines\";g1;pump.bmp\n"
-               ";;  ;;\n"
-               "Fan;70;  spaced  ;g2;\n"
-               "Grill;bad;x;g3;\n";
+        test::WriteAll(File(), " Element name ;63Hz;KOMMENTAR;Group(1);Picture\n"
+                               "Pump; 81.5 ;\"two\nlines\";g1;pump.bmp\n"
+                               ";;  ;;\n"
+                               "Fan;70;  spaced  ;g2;\n"
+                               "Grill;bad;x;g3;\n");
     }
 
     std::string File() const { return dir_.File("levels.csv"); }
@@ -61,6 +60,13 @@ protected:
     static int Column(TExcelImportForm& form, const std::string& fieldName) {
         return form.Fields().Find(fieldName)->Column;
     }
+    // The mapped columns in the order of Fields(): ElementName, Band0, Kommentar, Gruppen1, Graphic, dBX.
+    static std::vector<int> Columns(TExcelImportForm& form) {
+        std::vector<int> columns;
+        for (const auto& item : form.Fields().Items)
+            columns.push_back(item.Column);
+        return columns;
+    }
 
     test::TempDir dir_;
     test::TTestUi ui_;
@@ -71,12 +77,8 @@ protected:
 TEST_F(ExcelImportForm, MapsHeadingsToCaptionsOrFieldNames) {
     TExcelImportForm form(ui_, File(), Fields());
     EXPECT_EQ(form.Caption(), "Import levels.csv");
-    EXPECT_EQ(Column(form, "ElementName"), 0); // heading trimmed
-    EXPECT_EQ(Column(form, "Band0"), 1);
-    EXPECT_EQ(Column(form, "Kommentar"), 2); // by field name, any case
-    EXPECT_EQ(Column(form, "Gruppen1"), 3);
-    EXPECT_EQ(Column(form, "Graphic"), -1);
-    EXPECT_EQ(Column(form, "dBX"), -1);
+    // The name's heading is trimmed; the comment is found by its field name, in another case.
+    EXPECT_EQ(Columns(form), (std::vector<int>{0, 1, 2, 3, -1, -1}));
     EXPECT_EQ(form.Headings().size(), 5u);
     EXPECT_EQ(form.LineCount(), 4);
 
@@ -101,23 +103,20 @@ TEST_F(ExcelImportForm, MappingCellTakesHeadingLetterOrNumber) {
     TExcelImportForm form(ui_, File(), Fields());
     TValueGrid& mapping = form.VGMapping();
     const int graphicRow = 5;
-    EXPECT_TRUE(mapping.EditCell(1, graphicRow, "picture"));
-    EXPECT_EQ(Column(form, "Graphic"), 4);
-    EXPECT_TRUE(mapping.EditCell(1, graphicRow, "b"));
-    EXPECT_EQ(Column(form, "Graphic"), 1);
-    EXPECT_EQ(mapping.Cells(1, graphicRow), "63Hz");
-    EXPECT_TRUE(mapping.EditCell(1, graphicRow, " 3 "));
-    EXPECT_EQ(Column(form, "Graphic"), 2);
-    EXPECT_TRUE(mapping.EditCell(1, graphicRow, ""));
-    EXPECT_EQ(Column(form, "Graphic"), -1);
-
-    ui_.ExpectMessage(mtError, "\"nonsense\" is no column", mrOk);
-    EXPECT_FALSE(mapping.EditCell(1, graphicRow, "nonsense"));
-    mapping.CancelEdit();
-    ui_.ExpectMessage(mtError, "\"F\" is no column", mrOk);
-    EXPECT_FALSE(mapping.EditCell(1, graphicRow, "F"));
-    mapping.CancelEdit();
-    EXPECT_EQ(Column(form, "Graphic"), -1);
+    // A heading in any case, a column letter or a 1-based number; empty unmaps.
+    const std::vector<std::tuple<std::string, int, std::string>> typed = {
+        {"picture", 4, "Picture"}, {"b", 1, "63Hz"}, {" 3 ", 2, "KOMMENTAR"}, {"", -1, ""}};
+    for (const auto& [text, column, shown] : typed) {
+        EXPECT_TRUE(mapping.EditCell(1, graphicRow, text)) << text;
+        EXPECT_EQ(Column(form, "Graphic"), column) << text;
+        EXPECT_EQ(mapping.Cells(1, graphicRow), shown) << text;
+    }
+    for (const std::string wrong : {"nonsense", "F"}) {
+        ui_.ExpectMessage(mtError, "\"" + wrong + "\" is no column", mrOk);
+        EXPECT_FALSE(mapping.EditCell(1, graphicRow, wrong));
+        mapping.CancelEdit();
+        EXPECT_EQ(Column(form, "Graphic"), -1);
+    }
 
     form.MapColumn("graphic", 4);
     EXPECT_EQ(Column(form, "Graphic"), 4);
@@ -135,14 +134,13 @@ TEST_F(ExcelImportForm, ImportHandsOverConvertedRowsAndSkipsEmptyOnes) {
     EXPECT_EQ(seen_[0].LineNo, 1);
     EXPECT_EQ(seen_[1].LineNo, 3); // line 2 holds only blanks
     EXPECT_EQ(seen_[2].LineNo, 4);
-
-    auto pump = seen_[0].Values;
-    EXPECT_EQ(pump["ElementName"], "Pump");
-    EXPECT_EQ(pump["Band0"], "81.5");
-    EXPECT_EQ(pump["Kommentar"], "two\nlines");
-    EXPECT_EQ(pump["Gruppen1"], "#g1");
-    EXPECT_EQ(pump["Graphic"], "/folder/"); // unmapped: the preset
-    EXPECT_EQ(pump["dBX"], "A");
+    // Unmapped fields keep their preset.
+    EXPECT_EQ(seen_[0].Values, (std::map<std::string, std::string>{{"ElementName", "Pump"},
+                                                                   {"Band0", "81.5"},
+                                                                   {"Kommentar", "two\nlines"},
+                                                                   {"Gruppen1", "#g1"},
+                                                                   {"Graphic", "/folder/"},
+                                                                   {"dBX", "A"}}));
     EXPECT_EQ(seen_[1].Values["Kommentar"], "  spaced  ");
     EXPECT_EQ(seen_[2].Values["Band0"], "bad");
     EXPECT_EQ(setterCells_, (std::vector<std::string>{"g1", "g2", "g3"}));
@@ -155,19 +153,7 @@ TEST_F(ExcelImportForm, ImportHandsOverConvertedRowsAndSkipsEmptyOnes) {
     EXPECT_EQ(seen_.at(1).Values["ElementName"], "spaced");
 }
 
-TEST_F(ExcelImportForm, StopEndsTheImportAfterTheRow) {
-    TExcelImportForm form(ui_, File(), Fields());
-    form.OnImportLine = [this](TExcelImportForm& sender, TImportLineAction& action) {
-        seen_.push_back({sender.LineNo(), {}});
-        if (sender.LineNo() == 3)
-            action = TImportLineAction::Stop;
-    };
-    EXPECT_EQ(form.RunImport(), 2);
-    ASSERT_EQ(seen_.size(), 2u);
-    EXPECT_EQ(seen_[1].LineNo, 3);
-}
-
-TEST_F(ExcelImportForm, FailingRowIsLoggedAndTheRestImported) {
+TEST_F(ExcelImportForm, FailingRowIsLoggedAndTheRestImportedUnlessTheHandlerStops) {
     TFieldNameList fields = Fields();
     fields.Find("Band0")->Setter = [](TFieldNameItem& item, const std::string& cell) {
         if (cell.find_first_not_of(" .0123456789") != std::string::npos)
@@ -194,6 +180,17 @@ TEST_F(ExcelImportForm, FailingRowIsLoggedAndTheRestImported) {
     seen_.clear();
     EXPECT_EQ(form.RunImport(), 1);
     EXPECT_EQ(log.Entries().size(), 2u);
+
+    // Stop ends the import after the row.
+    seen_.clear();
+    form.OnImportLine = [this](TExcelImportForm& sender, TImportLineAction& action) {
+        seen_.push_back({sender.LineNo(), {}});
+        if (sender.LineNo() == 3)
+            action = TImportLineAction::Stop;
+    };
+    EXPECT_EQ(form.RunImport(), 2);
+    ASSERT_EQ(seen_.size(), 2u);
+    EXPECT_EQ(seen_[1].LineNo, 3);
 }
 
 TEST_F(ExcelImportForm, SheetAndHeaderRowChangesMapAgain) {
@@ -211,12 +208,11 @@ TEST_F(ExcelImportForm, SheetAndHeaderRowChangesMapAgain) {
     EXPECT_EQ(form.CBSheet().Items(), (std::vector<std::string>{"Titled", "Other"}));
     EXPECT_EQ(form.CBSheet().ItemIndex(), 0);
     EXPECT_EQ(form.EditHeaderRow().Text(), "1");
-    EXPECT_EQ(Column(form, "ElementName"), -1);
+    EXPECT_EQ(Columns(form), (std::vector<int>{-1, -1, -1, -1, -1, -1}));
 
     form.EditHeaderRow().SetText("2");
     EXPECT_EQ(form.HeaderRow(), 1);
-    EXPECT_EQ(Column(form, "ElementName"), 0);
-    EXPECT_EQ(Column(form, "Band0"), 1);
+    EXPECT_EQ(Columns(form), (std::vector<int>{0, 1, -1, -1, -1, -1}));
     EXPECT_EQ(form.LineCount(), 2);
     EXPECT_EQ(form.VGPreview().RowCount(), 3);
     EXPECT_EQ(form.VGPreview().Cells(2, 1), "81.5");
@@ -231,9 +227,7 @@ TEST_F(ExcelImportForm, SheetAndHeaderRowChangesMapAgain) {
     EXPECT_EQ(form.SheetIndex(), 1);
     EXPECT_EQ(form.HeaderRow(), 0); // the other sheet has no second row
     EXPECT_EQ(form.EditHeaderRow().Text(), "1");
-    EXPECT_EQ(Column(form, "ElementName"), 1);
-    EXPECT_EQ(Column(form, "Kommentar"), 0);
-    EXPECT_EQ(Column(form, "Band0"), -1);
+    EXPECT_EQ(Columns(form), (std::vector<int>{1, -1, 0, -1, -1, -1}));
     EXPECT_EQ(form.LineCount(), 0);
 
     form.SetSheetIndex(0);
@@ -248,27 +242,22 @@ TEST_F(ExcelImportForm, SheetAndHeaderRowChangesMapAgain) {
 }
 
 TEST_F(ExcelImportForm, OkImportsAndCancelImportsNothing) {
-    {
+    for (const bool ok : {true, false}) {
+        SCOPED_TRACE(ok ? "OK" : "Cancel");
+        seen_.clear();
         TExcelImportForm form(ui_, File(), Fields());
         Record(form);
-        ui_.ExpectModal("Import levels.csv", [](TForm& f) {
-            f.Find<TButton>("ButtonOK").Click();
+        ui_.ExpectModal("Import levels.csv", [ok](TForm& f) {
+            if (ok)
+                f.Find<TButton>("ButtonOK").Click();
+            else
+                f.PressCancel();
             return mrNone;
         });
-        EXPECT_EQ(ui_.ShowModal(form), mrOk);
-        EXPECT_EQ(seen_.size(), 3u);
-        EXPECT_EQ(form.Imported, 3);
+        EXPECT_EQ(ui_.ShowModal(form), ok ? mrOk : mrCancel);
+        EXPECT_EQ(seen_.size(), ok ? 3u : 0u);
+        EXPECT_EQ(form.Imported, ok ? 3 : 0);
     }
-    seen_.clear();
-    TExcelImportForm form(ui_, File(), Fields());
-    Record(form);
-    ui_.ExpectModal("Import levels.csv", [](TForm& f) {
-        f.PressCancel();
-        return mrNone;
-    });
-    EXPECT_EQ(ui_.ShowModal(form), mrCancel);
-    EXPECT_TRUE(seen_.empty());
-
     EXPECT_THROW(TExcelImportForm(ui_, dir_.File("missing.xlsx"), Fields()), EKorvelError);
 }
 

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstring>
 #include <fstream>
 #include <map>
 #include <stdexcept>
+#include <unicode/unistr.h>
 
 namespace korvel::test {
 
@@ -13,95 +13,49 @@ namespace {
 
 constexpr std::uint32_t kEndOfChain = 0xFFFFFFFEu;
 constexpr std::uint32_t kFatSector = 0xFFFFFFFDu;
-constexpr std::uint32_t kFreeSector = 0xFFFFFFFFu;
-constexpr std::uint32_t kNoStream = 0xFFFFFFFFu;
+constexpr std::uint32_t kFree = 0xFFFFFFFFu; // a free sector, or no stream in a directory entry
 constexpr std::size_t kSector = 512;
 
-void Put16(std::string& out, std::uint32_t value) {
-    out += static_cast<char>(value & 0xFF);
-    out += static_cast<char>((value >> 8) & 0xFF);
-}
-
-void Put32(std::string& out, std::uint32_t value) {
-    Put16(out, value & 0xFFFF);
-    Put16(out, value >> 16);
-}
-
-void Set32(std::string& out, std::size_t at, std::uint32_t value) {
-    for (int i = 0; i < 4; ++i)
-        out[at + static_cast<std::size_t>(i)] = static_cast<char>((value >> (8 * i)) & 0xFF);
-}
-
-// UTF-8 to UTF-16LE code units (the tests write valid UTF-8 only).
-std::u16string Utf16(const std::string& utf8) {
-    std::u16string out;
-    for (std::size_t i = 0; i < utf8.size();) {
-        const auto b = static_cast<unsigned char>(utf8[i]);
-        std::uint32_t cp = b;
-        std::size_t extra = 0;
-        if (b >= 0xF0) {
-            cp = b & 0x07u;
-            extra = 3;
-        } else if (b >= 0xE0) {
-            cp = b & 0x0Fu;
-            extra = 2;
-        } else if (b >= 0xC0) {
-            cp = b & 0x1Fu;
-            extra = 1;
-        }
-        for (std::size_t k = 1; k <= extra && i + k < utf8.size(); ++k)
-            cp = (cp << 6) | (static_cast<unsigned char>(utf8[i + k]) & 0x3Fu);
-        i += extra + 1;
-        if (cp >= 0x10000) {
-            cp -= 0x10000;
-            out += static_cast<char16_t>(0xD800 + (cp >> 10));
-            out += static_cast<char16_t>(0xDC00 + (cp & 0x3FF));
-        } else {
-            out += static_cast<char16_t>(cp);
-        }
-    }
+// The value's low bytes, little-endian.
+std::string Le(std::uint64_t value, int bytes) {
+    std::string out;
+    for (int i = 0; i < bytes; ++i)
+        out += static_cast<char>((value >> (8 * i)) & 0xFF);
     return out;
 }
 
-void PutUtf16Chars(std::string& out, const std::u16string& text) {
-    for (char16_t c : text)
-        Put16(out, c);
+std::string U16(std::uint64_t value) {
+    return Le(value, 2);
 }
 
-void Record(std::string& stream, std::uint16_t type, const std::string& data) {
+std::string U32(std::uint64_t value) {
+    return Le(value, 4);
+}
+
+// A text the way BIFF8 stores it uncompressed: the count of UTF-16 units in lengthBytes, flag 1, the units.
+std::string Utf16Text(const std::string& utf8, int lengthBytes) {
+    const icu::UnicodeString text = icu::UnicodeString::fromUTF8(utf8);
+    std::string out = Le(static_cast<std::uint64_t>(text.length()), lengthBytes) + '\1';
+    for (int i = 0; i < text.length(); ++i)
+        out += U16(text.charAt(i));
+    return out;
+}
+
+std::string Record(std::uint16_t type, const std::string& data) {
     if (data.size() > 8224)
         throw std::length_error("BIFF record too large");
-    Put16(stream, type);
-    Put16(stream, static_cast<std::uint32_t>(data.size()));
-    stream += data;
+    return U16(type) + U16(data.size()) + data;
 }
 
+// The start of the workbook globals (kind 5) or of a worksheet (kind 0x10), BIFF8.
 std::string Bof(std::uint16_t kind) {
-    std::string d;
-    Put16(d, 0x0600); // BIFF8
-    Put16(d, kind);
-    Put16(d, 0x0DBB);
-    Put16(d, 0x07CC);
-    Put32(d, 0);
-    Put32(d, 0x06);
-    return d;
+    return Record(0x0809, U16(0x0600) + U16(kind) + U16(0x0DBB) + U16(0x07CC) + U32(0) + U32(0x06));
 }
 
+// A cell XF with font 0 and the number format, locked, default alignment.
 std::string Xf(std::uint16_t format) {
-    std::string d;
-    Put16(d, 0);      // font
-    Put16(d, format); // number format
-    Put16(d, 0x0001); // locked, cell XF
-    Put16(d, 0x0020); // alignment
-    Put16(d, 0);
-    Put32(d, 0);
-    Put32(d, 0);
-    Put16(d, 0x20C0);
-    return d;
-}
-
-std::uint16_t XfIndex(TXlsStyle style) {
-    return static_cast<std::uint16_t>(style);
+    return Record(0x00E0,
+                  U16(0) + U16(format) + U16(0x0001) + U16(0x0020) + U16(0) + U32(0) + U32(0) + U16(0x20C0));
 }
 
 std::string WorkbookStream(const std::vector<TXlsSheet>& sheets, bool date1904) {
@@ -117,84 +71,38 @@ std::string WorkbookStream(const std::vector<TXlsSheet>& sheets, bool date1904) 
                     strings.push_back(cell.Text);
             }
 
-    std::string globals;
-    Record(globals, 0x0809, Bof(0x0005));
-    {
-        std::string d;
-        Put16(d, 1200); // texts are UTF-16
-        Record(globals, 0x0042, d);
-    }
-    {
-        std::string d;
-        Put16(d, date1904 ? 1 : 0);
-        Record(globals, 0x0022, d);
-    }
+    // Texts are UTF-16 (code page 1200); the XF records come in the order of TXlsStyle.
+    std::string stream = Bof(0x0005) + Record(0x0042, U16(1200)) + Record(0x0022, U16(date1904 ? 1 : 0));
     for (std::uint16_t format : {0, 14, 22, 21})
-        Record(globals, 0x00E0, Xf(format));
+        stream += Xf(format);
     std::vector<std::size_t> boundSheetAt;
     for (const auto& sheet : sheets) {
-        const std::u16string name = Utf16(sheet.Name);
-        std::string d;
-        Put32(d, 0); // set below, once the sheet's place is known
-        d += '\0';   // visible
-        d += '\0';   // worksheet
-        d += static_cast<char>(name.size());
-        d += '\1'; // UTF-16
-        PutUtf16Chars(d, name);
-        boundSheetAt.push_back(globals.size() + 4);
-        Record(globals, 0x0085, d);
+        // A visible worksheet; its place in the stream is set below, once known.
+        boundSheetAt.push_back(stream.size() + 4);
+        stream += Record(0x0085, U32(0) + std::string(2, '\0') + Utf16Text(sheet.Name, 1));
     }
-    {
-        std::string d;
-        Put32(d, textCells);
-        Put32(d, static_cast<std::uint32_t>(strings.size()));
-        for (const auto& text : strings) {
-            const std::u16string chars = Utf16(text);
-            Put16(d, static_cast<std::uint32_t>(chars.size()));
-            d += '\1';
-            PutUtf16Chars(d, chars);
-        }
-        Record(globals, 0x00FC, d);
-    }
-    Record(globals, 0x000A, {});
+    std::string sst = U32(textCells) + U32(strings.size());
+    for (const auto& text : strings)
+        sst += Utf16Text(text, 2);
+    stream += Record(0x00FC, sst) + Record(0x000A, {});
 
-    std::string stream = globals;
     for (std::size_t s = 0; s < sheets.size(); ++s) {
-        Set32(stream, boundSheetAt[s], static_cast<std::uint32_t>(stream.size()));
-        const auto& cells = sheets[s].Cells;
-        Record(stream, 0x0809, Bof(0x0010));
-        std::uint32_t rows = 0;
-        std::uint16_t cols = 0;
-        for (const auto& cell : cells) {
+        stream.replace(boundSheetAt[s], 4, U32(stream.size()));
+        std::uint32_t rows = 0, cols = 0;
+        for (const auto& cell : sheets[s].Cells) {
             rows = std::max<std::uint32_t>(rows, cell.Row + 1u);
-            cols = std::max<std::uint16_t>(cols, static_cast<std::uint16_t>(cell.Col + 1u));
+            cols = std::max<std::uint32_t>(cols, cell.Col + 1u);
         }
-        {
-            std::string d;
-            Put32(d, 0);
-            Put32(d, rows);
-            Put16(d, 0);
-            Put16(d, cols);
-            Put16(d, 0);
-            Record(stream, 0x0200, d);
+        stream += Bof(0x0010) + Record(0x0200, U32(0) + U32(rows) + U16(0) + U16(cols) + U16(0));
+        for (const auto& cell : sheets[s].Cells) {
+            const std::string at = U16(cell.Row) + U16(cell.Col);
+            if (cell.IsText)
+                stream += Record(0x00FD, at + U16(0) + U32(stringIndex.at(cell.Text)));
+            else // the XF records follow the styles
+                stream += Record(0x0203, at + U16(static_cast<std::uint16_t>(cell.Style)) +
+                                             Le(std::bit_cast<std::uint64_t>(cell.Number), 8));
         }
-        for (const auto& cell : cells) {
-            std::string d;
-            Put16(d, cell.Row);
-            Put16(d, cell.Col);
-            if (cell.IsText) {
-                Put16(d, 0);
-                Put32(d, stringIndex.at(cell.Text));
-                Record(stream, 0x00FD, d);
-            } else {
-                Put16(d, XfIndex(cell.Style));
-                const auto bits = std::bit_cast<std::uint64_t>(cell.Number);
-                Put32(d, static_cast<std::uint32_t>(bits));
-                Put32(d, static_cast<std::uint32_t>(bits >> 32));
-                Record(stream, 0x0203, d);
-            }
-        }
-        Record(stream, 0x000A, {});
+        stream += Record(0x000A, {});
     }
     // Zero bytes up to the mini-stream cutoff: readers take a zero record type and size as the end.
     if (stream.size() < 4096)
@@ -202,29 +110,33 @@ std::string WorkbookStream(const std::vector<TXlsSheet>& sheets, bool date1904) 
     return stream;
 }
 
+// A directory entry of the compound file.
+std::string Entry(const std::string& name, std::uint8_t type, std::uint32_t child, std::uint32_t start,
+                  std::uint32_t size) {
+    std::string e;
+    for (char c : name)
+        e += std::string{c, '\0'};
+    e.resize(64, '\0');
+    e += U16(name.empty() ? 0 : 2 * (name.size() + 1)) + static_cast<char>(type) + '\1'; // black
+    return e + U32(kFree) + U32(kFree) + U32(child) + std::string(36, '\0') + U32(start) + U32(size) + U32(0);
+}
+
 } // namespace
 
 TXlsSheet& TXlsSheet::Text(std::uint16_t row, std::uint16_t col, std::string text) {
-    TXlsCell& cell = Cells.emplace_back();
-    cell.Row = row;
-    cell.Col = col;
-    cell.IsText = true;
-    cell.Text = std::move(text);
+    Cells.push_back({.Row = row, .Col = col, .IsText = true, .Text = std::move(text)});
     return *this;
 }
 
 TXlsSheet& TXlsSheet::Number(std::uint16_t row, std::uint16_t col, double value, TXlsStyle style) {
-    TXlsCell& cell = Cells.emplace_back();
-    cell.Row = row;
-    cell.Col = col;
-    cell.Number = value;
-    cell.Style = style;
+    Cells.push_back({.Row = row, .Col = col, .IsText = false, .Text = {}, .Number = value, .Style = style});
     return *this;
 }
 
 std::string XlsWorkbookBytes(const std::vector<TXlsSheet>& sheets, bool date1904) {
-    const std::string stream = WorkbookStream(sheets, date1904);
-    const std::size_t streamSectors = (stream.size() + kSector - 1) / kSector;
+    std::string stream = WorkbookStream(sheets, date1904);
+    const std::size_t streamBytes = stream.size();
+    const std::size_t streamSectors = (streamBytes + kSector - 1) / kSector;
     // Stream sectors, then one directory sector, then the FAT sectors that map them all.
     std::size_t fatSectors = 1;
     while (fatSectors * (kSector / 4) < streamSectors + 1 + fatSectors)
@@ -234,63 +146,27 @@ std::string XlsWorkbookBytes(const std::vector<TXlsSheet>& sheets, bool date1904
     const std::size_t directorySector = streamSectors;
     const std::size_t firstFat = streamSectors + 1;
 
-    std::string file;
-    file += std::string("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", 8);
-    file += std::string(16, '\0');
-    Put16(file, 0x003E);
-    Put16(file, 0x0003);
-    Put16(file, 0xFFFE);
-    Put16(file, 9); // 512-byte sectors
-    Put16(file, 6); // 64-byte mini sectors
-    file += std::string(6, '\0');
-    Put32(file, 0); // directory sectors (version 3: 0)
-    Put32(file, static_cast<std::uint32_t>(fatSectors));
-    Put32(file, static_cast<std::uint32_t>(directorySector));
-    Put32(file, 0);
-    Put32(file, 4096); // mini stream cutoff
-    Put32(file, kEndOfChain);
-    Put32(file, 0);
-    Put32(file, kEndOfChain);
-    Put32(file, 0);
+    // Version 3 with 512-byte sectors and 64-byte mini sectors; no mini FAT and no FAT list beyond the
+    // header.
+    std::string file = std::string("\xD0\xCF\x11\xE0\xA1\xB1\x1A\xE1", 8) + std::string(16, '\0') +
+                       U16(0x003E) + U16(0x0003) + U16(0xFFFE) + U16(9) + U16(6) + std::string(10, '\0') +
+                       U32(fatSectors) + U32(directorySector) + U32(0) + U32(4096) + U32(kEndOfChain) +
+                       U32(0) + U32(kEndOfChain) + U32(0);
     for (std::size_t i = 0; i < 109; ++i)
-        Put32(file, i < fatSectors ? static_cast<std::uint32_t>(firstFat + i) : kFreeSector);
+        file += U32(i < fatSectors ? firstFat + i : kFree);
+    stream.resize(streamSectors * kSector, '\0');
+    file += stream;
+    file += Entry("Root Entry", 5, 1, kEndOfChain, 0) + Entry("Workbook", 2, kFree, 0, streamBytes) +
+            Entry("", 0, kFree, 0, 0) + Entry("", 0, kFree, 0, 0);
 
-    std::string padded = stream;
-    padded.resize(streamSectors * kSector, '\0');
-    file += padded;
-
-    std::string directory;
-    auto entry = [&directory](const std::string& name, std::uint8_t type, std::uint32_t child,
-                              std::uint32_t start, std::uint32_t size) {
-        std::string e(128, '\0');
-        for (std::size_t i = 0; i < name.size(); ++i)
-            e[2 * i] = name[i];
-        const auto nameBytes = static_cast<std::uint16_t>(name.empty() ? 0 : 2 * (name.size() + 1));
-        e[64] = static_cast<char>(nameBytes & 0xFF);
-        e[65] = static_cast<char>(nameBytes >> 8);
-        e[66] = static_cast<char>(type);
-        e[67] = 1; // black
-        Set32(e, 68, kNoStream);
-        Set32(e, 72, kNoStream);
-        Set32(e, 76, child);
-        Set32(e, 116, start);
-        Set32(e, 120, size);
-        directory += e;
-    };
-    entry("Root Entry", 5, 1, kEndOfChain, 0);
-    entry("Workbook", 2, kNoStream, 0, static_cast<std::uint32_t>(stream.size()));
-    entry("", 0, kNoStream, 0, 0);
-    entry("", 0, kNoStream, 0, 0);
-    file += directory;
-
-    std::vector<std::uint32_t> fat(fatSectors * (kSector / 4), kFreeSector);
+    std::vector<std::uint32_t> fat(fatSectors * (kSector / 4), kFree);
     for (std::size_t i = 0; i < streamSectors; ++i)
         fat[i] = i + 1 < streamSectors ? static_cast<std::uint32_t>(i + 1) : kEndOfChain;
     fat[directorySector] = kEndOfChain;
     for (std::size_t i = 0; i < fatSectors; ++i)
         fat[firstFat + i] = kFatSector;
     for (std::uint32_t value : fat)
-        Put32(file, value);
+        file += U32(value);
     return file;
 }
 

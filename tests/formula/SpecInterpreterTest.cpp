@@ -4,7 +4,6 @@
 #include "platform/ui/StdCtrls.h"
 
 #include <cmath>
-#include <functional>
 #include <gtest/gtest.h>
 #include <memory>
 
@@ -42,7 +41,7 @@ protected:
     TSpecInterpreter si;
 };
 
-TEST_F(SpecInterpreterTest, LevelFormulaSetsTheSingleValue) {
+TEST_F(SpecInterpreterTest, LevelFormulaSetsTheSingleValueOrShiftsTheBands) {
     // n is used rounded (1500); locals take their single value for Lw.
     TEmisLibSpectrum e = FormulaElement(TSpecType::SingleValue, "Lw = 10*lg(P) + 50 + K + (n - 1500)", false);
     TEmisLibSpectrum r;
@@ -53,21 +52,17 @@ TEST_F(SpecInterpreterTest, LevelFormulaSetsTheSingleValue) {
     EXPECT_DOUBLE_EQ(Output(r, "Lw"), 68);
     EXPECT_EQ(r.FormulaText, e.FormulaText);
     EXPECT_TRUE(label.Caption().empty());
-}
 
-TEST_F(SpecInterpreterTest, LevelFormulaShiftsABandSpectrumKeepingItsShape) {
-    TEmisLibSpectrum e = FormulaElement(TSpecType::ThirdOctave, "Lw = 85", false);
+    // A band spectrum is shifted keeping its shape.
+    e = FormulaElement(TSpecType::ThirdOctave, "Lw = 85", false);
     e.SetBMinBMax(20, 30);
-    for (int b = 20; b <= 30; ++b) {
+    for (int b = 20; b <= 30; ++b)
         e.SetdBXValue(b, 50.0 + (b % 4));
-    }
-    TEmisLibSpectrum r;
     ASSERT_TRUE(si.CalcEmisSpecSum(e, r)) << si.LastError().Message;
     EXPECT_NEAR(r.GetdBXValueSum(), 85, 1e-9);
     const double shift = r.GetdBXValue(20) - e.GetdBXValue(20);
-    for (int b = 20; b <= 30; ++b) {
+    for (int b = 20; b <= 30; ++b)
         EXPECT_NEAR(r.GetdBXValue(b) - e.GetdBXValue(b), shift, 1e-9) << b;
-    }
     EXPECT_EQ(r.dBX(), e.dBX());
 
     // The element may be its own result.
@@ -81,9 +76,8 @@ TEST_F(SpecInterpreterTest, LevelFormulaShiftsABandSpectrumKeepingItsShape) {
     empty.SetBMinBMax(20, 29);
     empty.ClearValues();
     ASSERT_TRUE(si.CalcEmisSpecSum(empty, r)) << si.LastError().Message;
-    for (int b = 20; b <= 29; ++b) {
+    for (int b = 20; b <= 29; ++b)
         EXPECT_NEAR(r.GetdBXValue(b), 70, 1e-9) << b;
-    }
 }
 
 TEST_F(SpecInterpreterTest, BandFormulaSetsEachBandFromFrequencyBandAndLocals) {
@@ -93,21 +87,16 @@ TEST_F(SpecInterpreterTest, BandFormulaSetsEachBandFromFrequencyBandAndLocals) {
                                         "Lwf = band == 30 ? Lwf + dL : Lwf",
                                         true);
     e.SetBMinBMax(21, 33);
-    std::vector<double> k(kBandCount);
-    for (int b = 0; b < kBandCount; ++b) {
-        k[static_cast<std::size_t>(b)] = -0.5 * b;
-    }
-    e.VarsLocal.Items[0].BandValues = k;
+    std::vector<double>& k = e.VarsLocal.Items[0].BandValues;
+    for (int b = 0; b < kBandCount; ++b)
+        k.push_back(-0.5 * b);
     e.VarsLocal.Add({"dL", "dB", "", 4, TVarFlag::Local, TResType::Level, {}}); // no band values: Value
     TEmisLibSpectrum r;
     ASSERT_TRUE(si.CalcEmisSpec(e, r)) << si.LastError().Message;
     ASSERT_EQ(r.Bands(), (std::vector<int>{21, 24, 27, 30, 33}));
     for (int b : r.Bands()) {
-        double expected = 70 + 10 * std::log10(ThirdOctaves[static_cast<std::size_t>(b)] / 1000) - 0.5 * b;
-        if (b == 30) {
-            expected += 4;
-        }
-        EXPECT_NEAR(r.GetdBXValue(b), expected, 1e-9) << b;
+        const double lwf = 70 + 10 * std::log10(ThirdOctaves[static_cast<std::size_t>(b)] / 1000) - 0.5 * b;
+        EXPECT_NEAR(r.GetdBXValue(b), b == 30 ? lwf + 4 : lwf, 1e-9) << b;
     }
     EXPECT_NEAR(Output(e, "Lwf"), r.GetdBXValueSum(), 1e-9);
     EXPECT_NEAR(Output(r, "Lwf"), r.GetdBXValueSum(), 1e-9);
@@ -120,33 +109,23 @@ TEST_F(SpecInterpreterTest, FailuresReportAndChangeNothing) {
         bool perBand;
         TSpecType type;
         std::string fragment;
-        std::function<void(TEmisLibSpectrum&)> setup;
+        std::string extraLocal = {}; // a local variable added to the element
     };
     const std::vector<Case> cases = {
-        {"x = 1", false, TSpecType::ThirdOctave, "does not assign the output \"Lw\"", {}},
-        {"x = 1\nLw = x +* 2", false, TSpecType::ThirdOctave, "line 2, column 9", {}},
-        {"P = 1; Lw = P", false, TSpecType::SingleValue, "read-only", {}},
-        {"x = 1", true, TSpecType::ThirdOctave, "does not assign the output \"Lwf\"", {}},
-        {"Lwf = 60", true, TSpecType::SingleValue, "no bands", {}},
-        {"Lwf = 60 + lg(abs(band - 30))", true, TSpecType::ThirdOctave, "(band 1k Hz)", {}},
-        {"Lwf = f", true, TSpecType::ThirdOctave, "\"f\" is reserved",
-         [](TEmisLibSpectrum& e) {
-             e.VarsIn.Add({"f", "Hz", "", 1, TVarFlag::Input, TResType::Real, {}});
-         }},
-        {"Lw = 1", false, TSpecType::ThirdOctave, "must be an output",
-         [](TEmisLibSpectrum& e) {
-             e.VarsLocal.Add({"LW", "", "", 1, TVarFlag::Local, TResType::Real, {}});
-         }},
-        {"Lw = 1", false, TSpecType::ThirdOctave, "declared twice",
-         [](TEmisLibSpectrum& e) {
-             e.VarsLocal.Add({"p", "", "", 1, TVarFlag::Local, TResType::Real, {}});
-         }},
+        {"x = 1", false, TSpecType::ThirdOctave, "does not assign the output \"Lw\""},
+        {"x = 1\nLw = x +* 2", false, TSpecType::ThirdOctave, "line 2, column 9"},
+        {"P = 1; Lw = P", false, TSpecType::SingleValue, "read-only"},
+        {"x = 1", true, TSpecType::ThirdOctave, "does not assign the output \"Lwf\""},
+        {"Lwf = 60", true, TSpecType::SingleValue, "no bands"},
+        {"Lwf = 60 + lg(abs(band - 30))", true, TSpecType::ThirdOctave, "(band 1k Hz)"},
+        {"Lwf = f", true, TSpecType::ThirdOctave, "\"f\" is reserved", "f"},
+        {"Lw = 1", false, TSpecType::ThirdOctave, "must be an output", "LW"},
+        {"Lw = 1", false, TSpecType::ThirdOctave, "declared twice", "p"},
     };
     for (const auto& c : cases) {
         TEmisLibSpectrum e = FormulaElement(c.type, c.formula, c.perBand);
-        if (c.setup) {
-            c.setup(e);
-        }
+        if (!c.extraLocal.empty())
+            e.VarsLocal.Add({c.extraLocal, "", "", 1, TVarFlag::Local, TResType::Real, {}});
         e.VarsOut.Items[0].Value = 12;
         e.SetValue(30, 40);
         TEmisLibSpectrum r;

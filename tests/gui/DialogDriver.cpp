@@ -23,11 +23,9 @@ constexpr int kPollMs = 20;
 constexpr int kUnansweredMs = 5000;
 
 std::string Describe(QWidget* modal) {
-    std::string text = "\"" + modal->windowTitle().toStdString() + "\"";
     const QString message = ModalText(modal);
-    if (!message.isEmpty())
-        text += " (" + message.left(200).toStdString() + ")";
-    return text;
+    return "\"" + modal->windowTitle().toStdString() + "\"" +
+           (message.isEmpty() ? "" : " (" + message.left(200).toStdString() + ")");
 }
 
 std::string CurrentTestName() {
@@ -52,9 +50,14 @@ public:
 
     void Queue(TModalAnswer answer, int timeoutMs) {
         if (queue_.empty())
-            headWait_.start();
+            queued_.start();
         queue_.push_back({std::move(answer), timeoutMs, CurrentTestName()});
-        EnsureTimer();
+        if (timer_)
+            return;
+        // Parented to the application so it goes before the event dispatcher does.
+        timer_ = new QTimer(qApp);
+        QObject::connect(timer_, &QTimer::timeout, [this] { Poll(); });
+        timer_->start(kPollMs);
     }
 
     int Pending() const { return static_cast<int>(queue_.size()); }
@@ -66,93 +69,59 @@ private:
         std::string Test;
     };
 
-    void EnsureTimer() {
-        if (timer_)
-            return;
-        // Parented to the application so it goes before the event dispatcher does.
-        timer_ = new QTimer(qApp);
-        QObject::connect(timer_, &QTimer::timeout, [this] { Poll(); });
-        timer_->start(kPollMs);
-    }
-
-    void DropStaleAnswers() {
-        const std::string test = CurrentTestName();
-        while (!queue_.empty() && queue_.front().Test != test) {
-            ADD_FAILURE() << "A modal answer queued by " << queue_.front().Test << " was never used";
-            queue_.pop_front();
-            headWait_.start();
-        }
+    TPending Pop() {
+        TPending head = std::move(queue_.front());
+        queue_.pop_front();
+        queued_.start();
+        return head;
     }
 
     void Poll() {
-        DropStaleAnswers();
+        while (!queue_.empty() && queue_.front().Test != CurrentTestName())
+            ADD_FAILURE() << "A modal answer queued by " << Pop().Test << " was never used";
         QWidget* modal = QApplication::activeModalWidget();
-        if (modal != answered_)
-            answered_ = nullptr;
         if (modal == nullptr) {
-            unanswered_ = nullptr;
-            if (!queue_.empty() && headWait_.elapsed() > queue_.front().TimeoutMs) {
-                ADD_FAILURE() << "No modal dialog appeared within " << queue_.front().TimeoutMs
+            top_ = nullptr;
+            if (!queue_.empty() && queued_.elapsed() > queue_.front().TimeoutMs)
+                ADD_FAILURE() << "No modal dialog appeared within " << Pop().TimeoutMs
                               << " ms for a queued answer";
-                queue_.pop_front();
-                headWait_.start();
-            }
-            return;
-        }
-        if (modal != answered_ && !queue_.empty()) {
-            TPending next = std::move(queue_.front());
-            queue_.pop_front();
-            headWait_.start();
-            answered_ = modal;
-            answeredTimeoutMs_ = next.TimeoutMs;
-            unanswered_ = modal;
-            unansweredWait_.start();
+        } else if (modal != top_) {
+            // A dialog newly on top takes the next answer, if any, and has until its timeout to close.
+            top_ = modal;
+            open_.start();
+            answered_ = !queue_.empty();
+            limitMs_ = answered_ ? queue_.front().TimeoutMs : kUnansweredMs;
+            if (!answered_)
+                return;
             // Run outside this timer's slot: Qt does not re-enter a timer that is being handled, so a dialog
             // the answer opens in turn (an overwrite question) could not be answered from inside it.
-            QTimer::singleShot(0, qApp, [answer = std::move(next.Answer), target = QPointer<QWidget>(modal)] {
+            QTimer::singleShot(0, qApp, [answer = Pop().Answer, target = QPointer<QWidget>(modal)] {
                 if (target)
                     answer(target);
                 else
                     ADD_FAILURE() << "The modal dialog closed before its answer ran";
             });
-            return;
-        }
-        if (modal != unanswered_) {
-            unanswered_ = modal;
-            unansweredWait_.start();
-        } else if (unansweredWait_.elapsed() > (modal == answered_ ? answeredTimeoutMs_ : kUnansweredMs)) {
-            ADD_FAILURE() << (modal == answered_
+        } else if (open_.elapsed() > limitMs_) {
+            ADD_FAILURE() << (answered_
                                   ? "The modal dialog " + Describe(modal) + " is still open after its answer"
                                   : "Unexpected modal dialog " + Describe(modal));
-            unanswered_ = nullptr;
+            top_ = nullptr;
             ForceClose(modal);
         }
     }
 
     std::deque<TPending> queue_;
-    QElapsedTimer headWait_;
-    QPointer<QWidget> answered_;
-    int answeredTimeoutMs_ = kUnansweredMs;
-    QPointer<QWidget> unanswered_;
-    QElapsedTimer unansweredWait_;
+    QElapsedTimer queued_; // since the head of the queue became the head
+    QElapsedTimer open_;   // since top_ came on top
+    QPointer<QWidget> top_;
+    bool answered_ = false;
+    int limitMs_ = kUnansweredMs;
     QPointer<QTimer> timer_;
 };
 
 // "&Yes" -> "Yes"; "&&" stays a literal '&'.
-QString WithoutAccelerators(const QString& text) {
-    QString plain;
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        if (text[i] == u'&') {
-            if (i + 1 < text.size() && text[i + 1] == u'&')
-                plain += u'&';
-            else
-                continue;
-            ++i;
-        } else {
-            plain += text[i];
-        }
-    }
-    return plain;
+QString WithoutAccelerators(QString text) {
+    return text.replace("&&", QString(QChar(1))).remove(u'&').replace(QChar(1), u'&');
 }
 
 } // namespace

@@ -96,6 +96,10 @@ void ExpectRefused(const std::function<void()>& call, const std::string& fragmen
     }
 }
 
+void ExpectFitRefused(const TBytes& bytes, const std::string& fragment, int maxSide = 400) {
+    ExpectRefused([&] { FitPicture(bytes, maxSide); }, fragment);
+}
+
 TEST(PictureGeometry, FitInsideKeepsTheAspectAndNeverEnlarges) {
     EXPECT_EQ(FitInside({1000, 500}, 400), (TImageSize{400, 200}));
     EXPECT_EQ(FitInside({500, 1000}, 400), (TImageSize{200, 400}));
@@ -124,7 +128,7 @@ TEST(PictureDecode, SizeOfKnownFormatsOnly) {
     EXPECT_FALSE(ImageSizeOf(TBytes{'h', 'e', 'l', 'l', 'o'}));
 }
 
-TEST(PictureDecode, LargePictureIsScaledWithItsLayoutKept) {
+TEST(PictureDecode, ALargePictureIsScaledWithItsLayoutKeptASmallOneKeepsItsPixels) {
     const TDecoded d = Decode(FitPicture(Quadrants(1000, 500), 400));
     ASSERT_EQ(d.W, 400);
     ASSERT_EQ(d.H, 200);
@@ -132,15 +136,12 @@ TEST(PictureDecode, LargePictureIsScaledWithItsLayoutKept) {
     EXPECT_EQ(d.At(300, 50), (TRgb{0, 255, 0}));
     EXPECT_EQ(d.At(100, 150), (TRgb{0, 0, 255}));
     EXPECT_EQ(d.At(300, 150), (TRgb{255, 255, 255}));
-}
 
-TEST(PictureDecode, SmallPictureKeepsItsSizeAndPixels) {
-    const TBytes original = Quadrants(300, 100);
-    const TDecoded in = Decode(original);
-    const TDecoded out = Decode(FitPicture(original, 400));
+    const TBytes small = Quadrants(300, 100);
+    const TDecoded out = Decode(FitPicture(small, 400));
     EXPECT_EQ(out.W, 300);
     EXPECT_EQ(out.H, 100);
-    EXPECT_EQ(out.Px, in.Px);
+    EXPECT_EQ(out.Px, Decode(small).Px);
 }
 
 TEST(PictureDecode, OtherFormatsBecomePngAndAlphaSurvives) {
@@ -174,26 +175,22 @@ TEST(PictureDecode, OtherFormatsBecomePngAndAlphaSurvives) {
 TEST(PictureDecode, BadAndHostileDataIsRefused) {
     TBytes truncated = Quadrants(1000, 500);
     truncated.resize(truncated.size() / 2);
-    ExpectRefused([&] { FitPicture(truncated, 400); }, "cannot be decoded");
-    ExpectRefused(
-        [] {
-            FitPicture(TBytes{'<', 'h', 't', 'm', 'l', '>'}, 400);
-        },
-        "not in a known picture format");
-    ExpectRefused([] { FitPicture({}, 400); }, "not in a known picture format");
-    ExpectRefused([] { FitPicture(Quadrants(37, 11, "tga"), 400); }, "not in a known picture format");
+    ExpectFitRefused(truncated, "cannot be decoded");
+    ExpectFitRefused({'<', 'h', 't', 'm', 'l', '>'}, "not in a known picture format");
+    ExpectFitRefused({}, "not in a known picture format");
+    ExpectFitRefused(Quadrants(37, 11, "tga"), "not in a known picture format");
     // Headers without data behind them: decoding would fail differently, so these messages show the size
     // was refused first.
-    ExpectRefused([] { FitPicture(PngHeaderClaiming(100000, 100000), 400); }, "100000 x 100000 pixels");
-    ExpectRefused([] { FitPicture(PngHeaderClaiming(20000, 10), 400); }, "16384 pixels on a side");
-    ExpectRefused([] { FitPicture(PngHeaderClaiming(9000, 9000), 400); }, "64 megapixels");
+    ExpectFitRefused(PngHeaderClaiming(100000, 100000), "100000 x 100000 pixels");
+    ExpectFitRefused(PngHeaderClaiming(20000, 10), "16384 pixels on a side");
+    ExpectFitRefused(PngHeaderClaiming(9000, 9000), "64 megapixels");
     TBytes jpeg = Quadrants(8, 8, "jpg");
     const auto sof = std::search(jpeg.begin(), jpeg.end(), kSof0.begin(), kSof0.end());
     ASSERT_NE(sof, jpeg.end());
     std::fill(sof + 5, sof + 9, std::uint8_t{0x75}); // 30069 x 30069, beyond what stb reads a header for
     jpeg.resize(static_cast<std::size_t>(sof - jpeg.begin()) + 9);
-    ExpectRefused([&] { FitPicture(jpeg, 400); }, "30069 x 30069 pixels");
-    ExpectRefused([] { FitPicture(Quadrants(8, 8), 0); }, "at least 1 pixel");
+    ExpectFitRefused(jpeg, "30069 x 30069 pixels");
+    ExpectFitRefused(Quadrants(8, 8), "at least 1 pixel", 0);
 }
 
 TEST(PictureFile, LoadsFitsAndRefusesWithTheFileName) {
@@ -209,11 +206,8 @@ TEST(PictureFile, LoadsFitsAndRefusesWithTheFileName) {
 
     ExpectRefused([&] { LoadPictureFile(dir.Path() / "none.png", 100); }, "none.png\" does not exist");
     ExpectRefused([&] { LoadPictureFile(dir.Path(), 100); }, "is not a file");
-    ExpectRefused(
-        [&] {
-            LoadPictureFile(write("notes.png", TBytes{'a', 'b'}), 100);
-        },
-        "notes.png\" is not in a known picture format");
+    const auto notes = write("notes.png", TBytes{'a', 'b'});
+    ExpectRefused([&] { LoadPictureFile(notes, 100); }, "notes.png\" is not in a known picture format");
     const auto big = write("big.png", Quadrants(2, 2));
     std::filesystem::resize_file(big, kMaxPictureFileBytes + 1); // sparse, costs no disk
     ExpectRefused([&] { LoadPictureFile(big, 100); }, "larger than 256 MB");

@@ -11,9 +11,9 @@
 #include "platform/db/Database.h"
 #include "platform/db/Sqlite.h"
 #include "platform/db/Table.h"
-#include "platform/formats/DosLibFiles.h"
 #include "sound/LegacySchema.h"
 #include "support/FileBytes.h"
+#include "support/LegacyFiles.h"
 #include "support/TempDir.h"
 
 #include <array>
@@ -21,17 +21,14 @@
 #include <csignal>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
 #include <map>
 #include <random>
-#include <set>
 #include <sqlite3.h>
 #include <sstream>
 #include <sys/wait.h>
 #include <thread>
-#include <unistd.h>
 
 namespace korvel::test {
 namespace {
@@ -39,9 +36,9 @@ namespace {
 namespace fs = std::filesystem;
 using namespace acoustic;
 using Clock = std::chrono::steady_clock;
+using TArgs = std::vector<std::string>;
 
 const std::string kEmission = std::to_string(kEmissionLibType);
-constexpr std::size_t kSpectrumBytes = kBandCount * sizeof(float);
 
 int RunsPerOperation() {
     const char* text = std::getenv("KORVEL_CRASH_RUNS");
@@ -73,11 +70,12 @@ using TSnapshot = std::map<std::int64_t, TElement>;
 std::string Difference(const TSnapshot& got, const TSnapshot& want) {
     if (got.size() != want.size())
         return std::to_string(got.size()) + " elements instead of " + std::to_string(want.size());
-    for (auto g = got.begin(), w = want.begin(); g != got.end(); ++g, ++w) {
-        if (g->first != w->first)
-            return "element " + std::to_string(g->first) + " instead of " + std::to_string(w->first);
-        if (!(g->second == w->second))
-            return "element " + std::to_string(g->first) + " (\"" + g->second.Name + "\") differs";
+    for (const auto& [number, element] : want) {
+        const auto g = got.find(number);
+        if (g == got.end())
+            return "element " + std::to_string(number) + " missing";
+        if (!(g->second == element))
+            return "element " + std::to_string(number) + " (\"" + element.Name + "\") differs";
     }
     return {};
 }
@@ -90,7 +88,7 @@ struct TMakeSpec {
     int Count = 0;
     int FirstNumber = 1;
     int Step = 1; // a step over 1 leaves gaps in the numbering
-    std::string Prefix;
+    std::string Prefix = "Element-";
     int GroupCount = 0;         // groups "G1".."Gn"
     std::int64_t HandedOut = 0; // numbers up to this were used already (their elements deleted)
     bool OlderLayout = false;   // the main table as an older version wrote it
@@ -143,6 +141,12 @@ void MakeEmissionLibrary(const std::string& folder, const TMakeSpec& s) {
     lib.Close();
 }
 
+bool HasField(const std::string& folder, const std::string& field) {
+    db::TDatabase database(folder + LibName(kEmissionLibType));
+    database.Open();
+    return database.ReadTableDef(TableNames(kEmissionLibType)[0]).FindField(field) != nullptr;
+}
+
 class CrashSafety : public ::testing::Test {
 protected:
     CrashSafety() : seed_(Seed()), random_(seed_) {}
@@ -151,52 +155,50 @@ protected:
     void TearDown() override { RecordProperty("killed", std::to_string(killed_)); }
 
     std::string Folder(const std::string& name) const { return (root_.Path() / name).string() + "/"; }
-    std::string Config() const { return (root_.Path() / "config").string(); }
 
-    TCliResult Cli(std::vector<std::string> args) {
-        args.insert(args.begin(), {"--config", Config()});
+    TCliResult Cli(TArgs args) {
+        args.insert(args.begin(), {"--config", (root_.Path() / "config").string()});
         return RunKorvellib(args);
     }
 
-    // Starts korvellib and kills it after delay unless it ended before; true when it was killed.
-    bool RunAndKill(const std::vector<std::string>& args, Clock::duration delay) {
-        std::vector<std::string> argv{"--config", Config()};
-        argv.insert(argv.end(), args.begin(), args.end());
-        const Clock::time_point deadline = Clock::now() + delay;
-        const pid_t pid = StartKorvellib(argv);
-        if (pid < 0) {
-            ADD_FAILURE() << "korvellib could not be started";
-            return false;
-        }
-        int status = 0;
-        while (waitpid(pid, &status, WNOHANG) == 0) {
-            if (Clock::now() >= deadline) {
-                kill(pid, SIGKILL);
-                waitpid(pid, &status, 0);
-                killed_ += WIFSIGNALED(status) ? 1 : 0;
-                return WIFSIGNALED(status);
-            }
-            std::this_thread::sleep_for(std::chrono::microseconds(200));
-        }
-        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "an uninterrupted run failed";
-        return false;
-    }
-
     // Wall time of an uninterrupted run, which must succeed.
-    Clock::duration Measure(const std::vector<std::string>& args) {
+    Clock::duration Measure(const TArgs& args) {
         const Clock::time_point start = Clock::now();
         const TCliResult r = Cli(args);
-        const Clock::duration took = Clock::now() - start;
         EXPECT_EQ(r.ExitCode, 0) << Describe(r);
-        return took;
+        return Clock::now() - start;
     }
 
-    Clock::duration RandomMoment(Clock::duration span) {
+    // Runs of the command args(run), each killed at a random moment of span unless it ended before, and
+    // then looked at by check(run).
+    void KillRuns(const std::string& what, Clock::duration span, const std::function<TArgs(int run)>& args,
+                  const std::function<void(int run)>& check) {
         std::uniform_int_distribution<std::int64_t> pick(0, std::chrono::nanoseconds(span).count());
-        return std::chrono::nanoseconds(pick(random_));
+        for (int run = 0; run < runs_ && !HasFailure(); ++run) {
+            SCOPED_TRACE(what + " run " + std::to_string(run) + ", seed " + std::to_string(seed_));
+            TArgs argv = args(run);
+            argv.insert(argv.begin(), {"--config", (root_.Path() / "config").string()});
+            const Clock::time_point deadline = Clock::now() + std::chrono::nanoseconds(pick(random_));
+            const pid_t pid = StartKorvellib(argv);
+            ASSERT_GT(pid, 0) << "korvellib could not be started";
+            int status = 0;
+            while (waitpid(pid, &status, WNOHANG) == 0) {
+                if (Clock::now() >= deadline) {
+                    kill(pid, SIGKILL);
+                    waitpid(pid, &status, 0);
+                    break;
+                }
+                std::this_thread::sleep_for(std::chrono::microseconds(200));
+            }
+            if (WIFSIGNALED(status))
+                ++killed_;
+            else
+                EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "an uninterrupted run failed";
+            check(run);
+        }
     }
 
-    // Opens the library writable with the engine (which recovers what a kill left), reads every element
+    // Opens the library writable with the engine (which recovers what a kill left) and reads every element
     // with the spectrum object, checks the file with SQLite and lists it with korvellib; returns the
     // elements. Every finding is a test failure.
     TSnapshot CheckLibrary(const std::string& folder) {
@@ -209,64 +211,49 @@ protected:
             lib.Open();
             db::TTable& t = *lib.GetTable();
             t.SetIndexName("p");
-            const TAddPropDefList defs(kEmissionLibType);
             for (t.First(); !t.Eof(); t.Next()) {
                 numbers.push_back(t.Fields(0).AsLargeInt());
-                TEmisLibSpectrum e;
-                try {
-                    e.ReadFromLibrary(lib, defs);
-                } catch (const std::exception& error) {
-                    ADD_FAILURE() << "element " << numbers.back() << " cannot be read: " << error.what();
-                }
+                TEmisLibSpectrum().ReadFromLibrary(lib, TAddPropDefList(kEmissionLibType));
             }
-            lib.Close();
         } catch (const std::exception& error) {
-            ADD_FAILURE() << "the library does not open writable: " << error.what();
+            ADD_FAILURE() << "the library does not open writable or an element cannot be read: "
+                          << error.what();
             return {};
         }
 
         TSnapshot elements;
         db::TSqliteConnection conn(file, true, false);
-        {
-            db::TStatement check(conn.Handle(), "PRAGMA integrity_check");
-            EXPECT_TRUE(check.Step() && check.ColumnText(0) == "ok") << "integrity_check failed";
-        }
+        db::TStatement check(conn.Handle(), "PRAGMA integrity_check");
+        EXPECT_TRUE(check.Step() && check.ColumnText(0) == "ok") << "integrity_check failed";
         std::map<std::int64_t, std::string> groups;
         db::TStatement g(conn.Handle(), "SELECT Eintrag, GruppenName FROM " +
                                             db::QuoteIdent(TableNames(kEmissionLibType)[1]));
         while (g.Step())
             groups[g.ColumnInt(0)] = g.ColumnText(1);
         db::TStatement e(conn.Handle(),
-                         "SELECT Eintrag, ElementName, Kommentar, Spectrum, AddProp, Gruppen1, Gruppen2, "
-                         "Gruppen3, Gruppen4 FROM " +
-                             db::QuoteIdent(TableNames(kEmissionLibType)[0]) + " ORDER BY Eintrag");
+                         "SELECT Eintrag, ElementName, Kommentar, Spectrum, AddProp, Gruppen1, "
+                         "Gruppen2, Gruppen3, Gruppen4 FROM " +
+                             db::QuoteIdent(TableNames(kEmissionLibType)[0]));
         int broken = 0;
         while (e.Step()) {
             const std::int64_t number = e.ColumnInt(0);
-            TElement element;
-            element.Name = e.ColumnText(1);
-            element.Comment = e.IsNull(2) ? std::string() : e.ColumnText(2);
+            TElement element{e.ColumnText(1), e.IsNull(2) ? std::string() : e.ColumnText(2), {}, {}, {}};
             if (e.ColumnType(3) == SQLITE_BLOB)
                 element.Spectrum = e.ColumnBlob(3);
             if (!e.IsNull(4))
                 element.AddProp = e.ColumnBlob(4);
             // Every element here was stored with its spectrum: a name without it is half an element.
-            if (element.Name.empty() || element.Spectrum.size() != kSpectrumBytes)
-                if (++broken <= 5)
-                    ADD_FAILURE() << "element " << number << " is not whole: name \"" << element.Name
-                                  << "\", spectrum of " << element.Spectrum.size() << " bytes";
-            for (int slot = 0; slot < kGroupSlots; ++slot) {
-                const std::int64_t id = e.ColumnInt(5 + slot);
-                if (id == 0)
-                    continue;
-                auto found = groups.find(id);
-                if (found == groups.end()) {
-                    if (++broken <= 5)
-                        ADD_FAILURE()
-                            << "element " << number << " refers to group " << id << ", which does not exist";
-                } else {
-                    element.Groups[static_cast<std::size_t>(slot)] = found->second;
-                }
+            if ((element.Name.empty() || element.Spectrum.size() != kBandCount * sizeof(float)) &&
+                ++broken <= 5)
+                ADD_FAILURE() << "element " << number << " is not whole: name \"" << element.Name
+                              << "\", spectrum of " << element.Spectrum.size() << " bytes";
+            for (std::size_t slot = 0; slot < kGroupSlots; ++slot) {
+                const std::int64_t id = e.ColumnInt(5 + static_cast<int>(slot));
+                if (id != 0 && groups.count(id) == 0 && ++broken <= 5)
+                    ADD_FAILURE() << "element " << number << " refers to group " << id
+                                  << ", which does not exist";
+                if (groups.count(id) != 0)
+                    element.Groups[slot] = groups[id];
             }
             EXPECT_TRUE(elements.emplace(number, std::move(element)).second)
                 << "number " << number << " twice";
@@ -286,37 +273,57 @@ protected:
     }
 
     // Adds an element through korvellib: its number must lie above every number handed out before.
-    void CheckNextNumber(const std::string& folder, std::int64_t& handedOut) {
+    void CheckNextNumber(const std::string& folder, std::int64_t handedOut) {
         const TCliResult r = Cli({"add", kEmission, folder, "--set", "ElementName=probe"});
         ASSERT_EQ(r.ExitCode, 0) << Describe(r);
-        const std::int64_t number = std::stoll(r.Out);
-        EXPECT_GT(number, handedOut) << "a number was handed out twice";
-        handedOut = std::max(handedOut, number);
+        EXPECT_GT(std::stoll(r.Out), handedOut) << "a number was handed out twice";
     }
 
-    // Elements before a run stay as they were; those the run added carry numbers never handed out.
-    // Returns how many were added.
-    std::size_t CheckAdded(const TSnapshot& before, const TSnapshot& after, std::int64_t& handedOut) {
-        std::size_t added = 0;
-        for (const auto& [number, element] : after) {
-            auto old = before.find(number);
-            if (old == before.end()) {
-                ++added;
-                EXPECT_GT(number, handedOut) << "number " << number << " was handed out before";
-            } else {
-                EXPECT_TRUE(old->second == element) << "element " << number << " changed";
-            }
-        }
-        EXPECT_EQ(after.size(), before.size() + added) << "elements were lost";
-        handedOut = std::max(handedOut, Highest(after));
-        return added;
+    // Runs of a command that adds `whole` elements to lib: after each, lib holds all of them or none,
+    // elements there before are unchanged and numbering goes on. args(target) gives the command; it is timed
+    // on a scratch copy of lib first. afterEach adds checks of its own.
+    void KillAddingRuns(
+        const std::string& what, const std::string& lib, std::int64_t handedOut, int whole,
+        const std::function<TArgs(int run, const std::string& target)>& args,
+        const std::function<void()>& afterEach = [] {}) {
+        const std::string scratch = Folder("measure");
+        CopyLibrary(lib, scratch);
+        const Clock::duration span = Measure(args(-1, scratch));
+        TSnapshot before = CheckLibrary(lib);
+        KillRuns(
+            what, span, [&](int run) { return args(run, lib); },
+            [&](int) {
+                const TSnapshot after = CheckLibrary(lib);
+                std::size_t added = 0;
+                for (const auto& [number, element] : after) {
+                    const auto old = before.find(number);
+                    if (old == before.end()) {
+                        ++added;
+                        EXPECT_GT(number, handedOut) << "number " << number << " was handed out before";
+                    } else {
+                        EXPECT_TRUE(old->second == element) << "element " << number << " changed";
+                    }
+                }
+                EXPECT_EQ(after.size(), before.size() + added) << "elements were lost";
+                EXPECT_TRUE(added == 0 || added == static_cast<std::size_t>(whole))
+                    << added << " of " << whole << " elements were added by the " << what;
+                afterEach();
+                handedOut = std::max(handedOut, Highest(after));
+                CheckNextNumber(lib, handedOut);
+                before = CheckLibrary(lib);
+                handedOut = std::max(handedOut, Highest(before)); // the probe's number
+            });
     }
 
-    void
-    KillAddingRuns(const std::string& what, const std::string& lib, std::int64_t handedOut, int whole,
-                   const std::function<std::vector<std::string>(int run, const std::string& target)>& args,
-                   const std::function<void()>& afterEach = {});
-    void KillImportRuns(const std::function<std::string(int run)>& makeInput, int rows);
+    // Imports of a file made per run into a library of 300 elements: the whole file goes in or nothing of
+    // it, existing groups reused and new ones made.
+    void KillImportRuns(const std::function<std::string(int run)>& makeInput, int rows) {
+        const std::string lib = Folder("import");
+        MakeEmissionLibrary(lib, {.Count = 300, .Prefix = "Base-", .GroupCount = 5, .HandedOut = 400});
+        KillAddingRuns("import", lib, 400, rows, [&](int run, const std::string& target) {
+            return TArgs{"import", kEmission, target, makeInput(run)};
+        });
+    }
 
     void CopyLibrary(const std::string& from, const std::string& to) {
         fs::remove_all(to);
@@ -332,97 +339,45 @@ protected:
     int killed_ = 0; // runs that ended by the kill rather than finishing first
 };
 
-std::string ImportTable(int run, int rows) {
-    std::ostringstream csv;
-    csv << "Element name;63Hz;125Hz;250Hz;500Hz;1kHz;Weighting;Group(1);Group(2)\n";
-    for (int i = 0; i < rows; ++i)
-        csv << "R" << run << "-" << i << ";" << 60 + i % 10 << ";61;62;" << 50 + i % 13 << ";64;A;G"
-            << 1 + i % 7 << ";N" << run << "-" << i % 3 << "\n";
-    return csv.str();
-}
-
-// The DOS generation of such rows: index, data and group file in a folder of their own.
-std::string DosLibraryFiles(const std::string& folder, int run, int rows) {
-    fs::create_directories(folder);
-    const std::string index = folder + "EMISLIB.002";
-    auto append = [](TBlob& to, const TBlob& record) {
-        to.insert(to.end(), record.begin(), record.end());
-    };
-    TBlob indexBytes, dataBytes, groupBytes;
-    for (int g = 1; g <= 7; ++g)
-        append(groupBytes, formats::EncodeDosGroupRecord("G" + std::to_string(g)));
-    for (int i = 0; i < rows; ++i) {
-        formats::TDosIndexRecord entry;
-        entry.Name = "D" + std::to_string(run) + "-" + std::to_string(i);
-        entry.Entry = static_cast<std::int16_t>(i + 1);
-        entry.Groups[0] = static_cast<std::uint8_t>(1 + i % 7);
-        append(indexBytes, formats::EncodeDosIndexRecord(entry));
-        formats::TDosDataRecord data;
-        data.Comment[0] = "run " + std::to_string(run);
-        data.ThirdOctaves.fill(static_cast<float>(60 + i % 10));
-        data.KennChar = {'A', 'A', 0, 0};
-        append(dataBytes, formats::EncodeDosDataRecord(data));
-    }
-    WriteAll(index, indexBytes);
-    WriteAll(formats::DosDataFileName(index, kEmissionLibType), dataBytes);
-    WriteAll(formats::DosGroupFileName(index, kEmissionLibType), groupBytes);
-    return index;
-}
-
-// Runs of a command that adds `whole` elements to lib, killed at random moments: after each, lib holds all
-// of them or none, elements there before are unchanged and numbering goes on. args(run, target) gives the
-// command; run -1 measures its time on a scratch copy of lib. afterEach adds checks of its own.
-void CrashSafety::KillAddingRuns(
-    const std::string& what, const std::string& lib, std::int64_t handedOut, int whole,
-    const std::function<std::vector<std::string>(int run, const std::string& target)>& args,
-    const std::function<void()>& afterEach) {
-    const std::string scratch = Folder("measure");
-    CopyLibrary(lib, scratch);
-    const Clock::duration span = Measure(args(-1, scratch));
-
-    TSnapshot before = CheckLibrary(lib);
-    for (int run = 0; run < runs_; ++run) {
-        SCOPED_TRACE(what + " run " + std::to_string(run) + ", seed " + std::to_string(seed_));
-        RunAndKill(args(run, lib), RandomMoment(span));
-        const TSnapshot after = CheckLibrary(lib);
-        const std::size_t added = CheckAdded(before, after, handedOut);
-        EXPECT_TRUE(added == 0 || added == static_cast<std::size_t>(whole))
-            << added << " of " << whole << " elements were added by the " << what;
-        if (afterEach)
-            afterEach();
-        CheckNextNumber(lib, handedOut);
-        if (HasFailure())
-            return;
-        before = CheckLibrary(lib);
-    }
-}
-
-// Imports of a file made per run (makeInput) into a library of 300 elements: the whole file goes in or
-// nothing of it, existing groups reused and new ones made.
-void CrashSafety::KillImportRuns(const std::function<std::string(int run)>& makeInput, int rows) {
-    const std::string lib = Folder("import");
-    MakeEmissionLibrary(lib, {.Count = 300, .Prefix = "Base-", .GroupCount = 5, .HandedOut = 400});
-    KillAddingRuns("import", lib, 400, rows, [&](int run, const std::string& target) {
-        return std::vector<std::string>{"import", kEmission, target, makeInput(run)};
-    });
-}
-
 TEST_F(CrashSafety, KilledImportLeavesTheFileImportedWholeOrNotAtAll) {
     constexpr int kRows = 1500;
     KillImportRuns(
         [&](int run) {
-            const std::string csv = root_.File("big" + std::to_string(run) + ".csv");
-            std::ofstream(csv) << ImportTable(run, kRows);
-            return csv;
+            std::ostringstream csv;
+            csv << "Element name;63Hz;125Hz;250Hz;500Hz;1kHz;Weighting;Group(1);Group(2)\n";
+            for (int i = 0; i < kRows; ++i)
+                csv << "R" << run << "-" << i << ";" << 60 + i % 10 << ";61;62;" << 50 + i % 13 << ";64;A;G"
+                    << 1 + i % 7 << ";N" << run << "-" << i % 3 << "\n";
+            const std::string file = root_.File("big" + std::to_string(run) + ".csv");
+            WriteAll(file, csv.str());
+            return file;
         },
         kRows);
 }
 
+// The DOS generation of such rows: index, data and group file in a folder of their own.
 TEST_F(CrashSafety, KilledDosImportLeavesTheFilesImportedWholeOrNotAtAll) {
     constexpr int kRows = 1500;
     KillImportRuns(
         [&](int run) {
-            return DosLibraryFiles((root_.Path() / ("dos" + std::to_string(run))).string() + "/", run, kRows);
+            const std::string index = Folder("dos" + std::to_string(run)) + "EMISLIB.002";
+            fs::create_directories(Folder("dos" + std::to_string(run)));
+            std::vector<TBlob> indexRecords, dataRecords, groupRecords;
+            for (int g = 1; g <= 7; ++g)
+                groupRecords.push_back(DosGroupBytes("G" + std::to_string(g)));
+            for (int i = 0; i < kRows; ++i) {
+                const auto group = static_cast<std::uint8_t>(1 + i % 7);
+                indexRecords.push_back(DosIndexBytes({"D" + std::to_string(run) + "-" + std::to_string(i),
+                                                      static_cast<std::int16_t>(i + 1),
+                                                      {group}}));
+                formats::TDosDataRecord data;
+                data.Comment[0] = "run " + std::to_string(run);
+                data.ThirdOctaves.fill(static_cast<float>(60 + i % 10));
+                data.KennChar = {'A', 'A', 0, 0};
+                dataRecords.push_back(DosDataBytes(data));
+            }
+            WriteDosLibrary(index, indexRecords, dataRecords, groupRecords);
+            return index;
         },
         kRows);
 }
@@ -432,14 +387,13 @@ TEST_F(CrashSafety, KilledCopyLeavesTheSelectionCopiedWholeOrNotAtAll) {
     constexpr int kElements = 1000;
     const std::string src = Folder("source");
     const std::string dst = Folder("destination");
-    MakeEmissionLibrary(src, {.Count = kElements, .Prefix = "Element-", .GroupCount = 6});
-    MakeEmissionLibrary(dst, {.Count = 200, .Prefix = "Element-", .GroupCount = 3, .HandedOut = 500});
+    MakeEmissionLibrary(src, {.Count = kElements, .GroupCount = 6});
+    MakeEmissionLibrary(dst, {.Count = 200, .GroupCount = 3, .HandedOut = 500});
     const TSnapshot source = CheckLibrary(src);
     KillAddingRuns(
         "copy", dst, 500, kElements,
         [&](int, const std::string& target) {
-            return std::vector<std::string>{"copy",  kEmission,       src,     target,
-                                            "--all", "--on-conflict", "rename"};
+            return TArgs{"copy", kEmission, src, target, "--all", "--on-conflict", "rename"};
         },
         [&] { EXPECT_EQ(Difference(CheckLibrary(src), source), "") << "the source changed"; });
 }
@@ -451,44 +405,28 @@ TEST_F(CrashSafety, KilledBackupLeavesNoBackupOrAWholeOneAndTheSourceUnchanged) 
     const std::string src = Folder("library");
     const std::string backup = src + "libs_backup/";
     const std::int64_t handedOut = 3 * kElements + 20;
-    MakeEmissionLibrary(src, {.Count = kElements,
-                              .FirstNumber = 2,
-                              .Step = 3,
-                              .Prefix = "Element-",
-                              .GroupCount = 6,
-                              .HandedOut = handedOut});
+    MakeEmissionLibrary(
+        src, {.Count = kElements, .FirstNumber = 2, .Step = 3, .GroupCount = 6, .HandedOut = handedOut});
     const TSnapshot source = CheckLibrary(src);
-
     const Clock::duration span = Measure({"backup", kEmission, src});
     fs::remove_all(backup);
 
-    auto checkBackup = [&] {
-        EXPECT_EQ(Difference(CheckLibrary(backup), source), "") << "the backup is not a complete copy";
-        std::int64_t seen = handedOut;
-        CheckNextNumber(backup, seen);
-    };
-    for (int run = 0; run < runs_; ++run) {
-        SCOPED_TRACE("backup run " + std::to_string(run) + ", seed " + std::to_string(seed_));
-        RunAndKill({"backup", kEmission, src}, RandomMoment(span));
-        EXPECT_EQ(Difference(CheckLibrary(src), source), "") << "the source changed";
-        if (fs::exists(backup + LibName(kEmissionLibType))) {
-            checkBackup();
-        } else {
-            // What the kill left behind must not stand in the way of the next backup.
-            const TCliResult again = Cli({"backup", kEmission, src});
-            EXPECT_EQ(again.ExitCode, 0) << Describe(again);
-            checkBackup();
-        }
-        if (HasFailure())
-            return;
-        fs::remove_all(backup);
-    }
-}
-
-bool HasField(const std::string& folder, const std::string& field) {
-    db::TDatabase database(folder + LibName(kEmissionLibType));
-    database.Open();
-    return database.ReadTableDef(TableNames(kEmissionLibType)[0]).FindField(field) != nullptr;
+    KillRuns(
+        "backup", span,
+        [&](int) {
+            return TArgs{"backup", kEmission, src};
+        },
+        [&](int) {
+            EXPECT_EQ(Difference(CheckLibrary(src), source), "") << "the source changed";
+            if (!fs::exists(backup + LibName(kEmissionLibType))) {
+                // What the kill left behind must not stand in the way of the next backup.
+                const TCliResult again = Cli({"backup", kEmission, src});
+                EXPECT_EQ(again.ExitCode, 0) << Describe(again);
+            }
+            EXPECT_EQ(Difference(CheckLibrary(backup), source), "") << "the backup is not a complete copy";
+            CheckNextNumber(backup, handedOut);
+            fs::remove_all(backup);
+        });
 }
 
 // An older-layout library is opened (which updates it) and killed; the next opening finishes the update,
@@ -497,12 +435,9 @@ TEST_F(CrashSafety, KilledSchemaUpdateIsFinishedByTheNextOpening) {
     constexpr int kElements = 250;
     const std::string pristine = Folder("older");
     const std::int64_t handedOut = 2 * kElements + 30;
-    MakeEmissionLibrary(pristine, {.Count = kElements,
-                                   .Step = 2,
-                                   .Prefix = "Element-",
-                                   .GroupCount = 4,
-                                   .HandedOut = handedOut,
-                                   .OlderLayout = true});
+    MakeEmissionLibrary(
+        pristine,
+        {.Count = kElements, .Step = 2, .GroupCount = 4, .HandedOut = handedOut, .OlderLayout = true});
     ASSERT_TRUE(HasField(pristine, "Kennwerte1"));
 
     const std::string reference = Folder("reference");
@@ -513,23 +448,23 @@ TEST_F(CrashSafety, KilledSchemaUpdateIsFinishedByTheNextOpening) {
     ASSERT_NE(updated.begin()->second.Comment.find("Porosity"), std::string::npos) << "no update ran";
 
     const std::string work = Folder("work");
-    for (int run = 0; run < runs_; ++run) {
-        SCOPED_TRACE("update run " + std::to_string(run) + ", seed " + std::to_string(seed_));
-        CopyLibrary(pristine, work);
-        RunAndKill({"list", kEmission, work}, RandomMoment(span));
-        const TCliResult next = Cli({"list", kEmission, work});
-        EXPECT_EQ(next.ExitCode, 0) << Describe(next);
-        for (const char* field : {"AddProp", "Color", "VarListIn", "Formula"})
-            EXPECT_TRUE(HasField(work, field)) << field << " missing after the next opening";
-        for (const char* field : {"Kennwerte1", "KennNames1", "VarList"})
-            EXPECT_FALSE(HasField(work, field)) << field << " left after the next opening";
-        EXPECT_EQ(Difference(CheckLibrary(work), updated), "")
-            << "the update did not finish as uninterrupted";
-        std::int64_t seen = handedOut;
-        CheckNextNumber(work, seen);
-        if (HasFailure())
-            return;
-    }
+    KillRuns(
+        "update", span,
+        [&](int) {
+            CopyLibrary(pristine, work);
+            return TArgs{"list", kEmission, work};
+        },
+        [&](int) {
+            const TCliResult next = Cli({"list", kEmission, work});
+            EXPECT_EQ(next.ExitCode, 0) << Describe(next);
+            for (const char* field : {"AddProp", "Color", "VarListIn", "Formula"})
+                EXPECT_TRUE(HasField(work, field)) << field << " missing after the next opening";
+            for (const char* field : {"Kennwerte1", "KennNames1", "VarList"})
+                EXPECT_FALSE(HasField(work, field)) << field << " left after the next opening";
+            EXPECT_EQ(Difference(CheckLibrary(work), updated), "")
+                << "the update did not finish as uninterrupted";
+            CheckNextNumber(work, handedOut);
+        });
 }
 
 } // namespace

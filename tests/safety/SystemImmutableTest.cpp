@@ -15,10 +15,10 @@
 #include "service/LibService.h"
 #include "sound/FormLibX.h"
 #include "sound/SoundEditors.h"
+#include "support/FileBytes.h"
 #include "support/LibFolders.h"
 
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
 #include <map>
@@ -29,71 +29,54 @@ namespace {
 
 namespace fs = std::filesystem;
 using acoustic::kEmissionLibType;
-using nlohmann::json;
 
 // Answers every dialog with what leads to writing: Yes, OK, a value, a file, overwrite all.
 class TAgreeingUi : public TScriptedUi {
 public:
     explicit TAgreeingUi(const fs::path& dir) : dir_(dir) {
-        std::ofstream(dir / "rows.csv") << "ElementName;1kHz\nimported;80\n";
-        std::ofstream(dir / "note.txt") << "document";
+        WriteAll(dir / "rows.csv", "ElementName;1kHz\nimported;80\n");
+        WriteAll(dir / "note.txt", "document");
     }
-    int Dialogs() const { return dialogs_; }
 
     TModalResult MessageDlg(const std::string&, TMsgDlgType, TMsgDlgButtons buttons) override {
-        ++dialogs_;
         for (TMsgDlgBtn b : {mbYesToAll, mbYes, mbOK, mbRetry, mbIgnore})
             if (buttons.Contains(b))
                 return ButtonResult(b);
         return mrOk;
     }
     bool InputQuery(const std::string&, const std::string&, std::string& value) override {
-        ++dialogs_;
         value = "70";
         return true;
     }
     std::vector<fs::path> OpenDialog(const TOpenDialogOptions& options) override {
-        ++dialogs_;
         if (options.SelectFolder)
             return {dir_};
         if (options.Title.find("link") != std::string::npos)
             return {dir_ / "note.txt"};
         return {dir_ / "rows.csv"};
     }
-    std::optional<fs::path> SaveDialog(const TSaveDialogOptions&) override {
-        ++dialogs_;
-        return dir_ / "saved.xlsx";
-    }
+    std::optional<fs::path> SaveDialog(const TSaveDialogOptions&) override { return dir_ / "saved.xlsx"; }
     bool ChooseColor(TColor& color) override {
-        ++dialogs_;
         color = clRed;
         return true;
     }
     TNameConflictAnswer NameConflict(const TNameConflictQuery&) override {
-        ++dialogs_;
         return {TneAction::OverwriteAll, {}};
     }
-    TModalResult ShowModal(TForm&) override {
-        ++dialogs_;
-        return mrOk;
-    }
-    void ShowForm(TForm&) override { ++dialogs_; }
+    TModalResult ShowModal(TForm&) override { return mrOk; }
+    void ShowForm(TForm&) override {} // modeless forms ask nothing: not shown
 
 private:
     fs::path dir_;
-    int dialogs_ = 0;
 };
 
 using TFolderBytes = std::map<std::string, std::string>;
 
 TFolderBytes ReadFolder(const std::string& folder) {
     TFolderBytes out;
-    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
-        if (!entry.is_regular_file())
-            continue;
-        std::ifstream in(entry.path(), std::ios::binary);
-        out[entry.path().string()] = std::string(std::istreambuf_iterator<char>(in), {});
-    }
+    for (const auto& entry : fs::recursive_directory_iterator(folder))
+        if (entry.is_regular_file())
+            out[entry.path().string()] = ReadAll(entry.path());
     return out;
 }
 
@@ -190,11 +173,7 @@ void DriveMenu(TMenuItem& item, const std::function<void()>& onSystemTab, int& a
             onSystemTab();
             Forced([&] { child.Click(); });
             onSystemTab();
-            try {
-                child.OnClick(child);
-            } catch (...) {
-                // A refusal is what we want; only the file's bytes count.
-            }
+            Forced([&] { child.OnClick(child); });
             ++actions;
         }
         DriveMenu(child, onSystemTab, actions);
@@ -205,11 +184,8 @@ TEST_F(SystemImmutable, EveryEditingPathLeavesTheSystemLibraryBytesUnchanged) {
     auto& editor = dynamic_cast<sound::TFormLibX&>(host_.Adopt(CreateLib(host_, kEmissionLibType)));
     editor.OpenLibType({f.System(), f.Project()}, 1, kEmissionLibType, true);
     ASSERT_EQ(editor.TabCount(), 2);
-    int systemTab = -1;
-    for (int t = 0; t < editor.TabCount(); ++t)
-        if (editor.GetPathType(t) == TLibPathType::System)
-            systemTab = t;
-    ASSERT_NE(systemTab, -1);
+    const int systemTab = 0;
+    ASSERT_EQ(editor.GetPathType(systemTab), TLibPathType::System);
     int offTab = 0; // times the frame would not go to the System tab
     auto onSystemTab = [&] {
         Forced([&] {
@@ -256,16 +232,10 @@ TEST_F(SystemImmutable, EveryEditingPathLeavesTheSystemLibraryBytesUnchanged) {
 
     EXPECT_GT(actions, 40)
         << "the frame offers fewer controls than expected: is the walk still reaching them?";
-    EXPECT_GT(ui_.Dialogs(), 0);
     EXPECT_EQ(offTab, 0);
     host_.Destroy(editor);
-    const TFolderBytes after = ReadFolder(f.System());
-    EXPECT_EQ(after.size(), before_.size()) << "files appeared in or vanished from the System folder";
-    for (const auto& [file, bytes] : before_) {
-        auto it = after.find(file);
-        ASSERT_NE(it, after.end()) << file;
-        EXPECT_TRUE(it->second == bytes) << file << " changed";
-    }
+    EXPECT_TRUE(ReadFolder(f.System()) == before_)
+        << "files of the System folder changed, appeared or vanished";
 }
 
 } // namespace

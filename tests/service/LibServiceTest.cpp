@@ -3,15 +3,12 @@
 #include "service/LibService.h"
 
 #include "meteo/PollutantsSchema.h"
-#include "platform/Errors.h"
-#include "platform/base/LibEditorRegistry.h"
 #include "platform/base/LibLocations.h"
 #include "platform/base/ShowLibHook.h"
 #include "platform/settings/WindowPlacement.h"
 #include "support/LibFolders.h"
 
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
 
 namespace korvel {
@@ -104,51 +101,6 @@ TEST_F(ServiceTest, PickReturnsTheChosenElementAndSelection) {
     number = 1;
     EXPECT_EQ(PickLibElement(f.Host(), kType, f.Project(), number, nullptr), mrCancel);
     EXPECT_EQ(number, 1);
-}
-
-TEST_F(ServiceTest, ConvertLibraryKeepsAConvertedKindAndRemovesItsOldFiles) {
-    const std::string dir = f.Root() + "old";
-    fs::create_directories(dir);
-    for (const char* name : {"Emis.abs", "Emis.fil", "EmisGrp.abs", "Trans.abs"})
-        std::ofstream(dir + "/" + name) << "old " << name;
-    // The new emission library exists already: that kind is left alone, but its old files go.
-    std::ofstream(dir + "/EmisX.abs") << "new";
-    ConvertLibrary(f.Host(), dir);
-    EXPECT_TRUE(fs::exists(dir + "/backup/Emis.abs"));
-    EXPECT_TRUE(fs::exists(dir + "/backup/Trans.abs"));
-    EXPECT_TRUE(fs::exists(dir + "/backup/Emis.fil"));
-    EXPECT_FALSE(fs::exists(dir + "/Emis.abs"));
-    EXPECT_FALSE(fs::exists(dir + "/Emis.fil"));
-    EXPECT_FALSE(fs::exists(dir + "/EmisGrp.abs"));
-    std::ifstream kept(dir + "/EmisX.abs");
-    std::string text;
-    kept >> text;
-    EXPECT_EQ(text, "new");
-    // This Trans.abs is no library file, so nothing was carried over: its only copy in the folder stays.
-    EXPECT_TRUE(fs::exists(dir + "/Trans.abs"));
-    EXPECT_FALSE(f.Host().HasLog());
-}
-
-// An editor whose conversion fails, standing in for a kind's converter.
-class TFailingConverter : public TCustomLibForm {
-public:
-    explicit TFailingConverter(TLibHost& host) : TCustomLibForm(host, "FailingConverter") { SetLibType(121); }
-    void OpenForConversion(const std::string&) override { throw EKorvelError("the old file is damaged"); }
-};
-
-TEST_F(ServiceTest, AFailedConversionKeepsTheOlderFiles) {
-    TScopedLibEditor converter(121, [](TLibHost& host, int) -> std::unique_ptr<TCustomLibForm> {
-        return std::make_unique<TFailingConverter>(host);
-    });
-    const std::string dir = f.Root() + "old";
-    fs::create_directories(dir);
-    for (const char* name : {"Absor.abs", "Absor.fil", "AbsorGrp.abs"})
-        std::ofstream(dir + "/" + name) << "old " << name;
-    ConvertLibrary(f.Host(), dir);
-    for (const char* name : {"Absor.abs", "Absor.fil", "AbsorGrp.abs"}) {
-        EXPECT_TRUE(fs::exists(dir + "/" + name)) << name;
-        EXPECT_TRUE(fs::exists(dir + "/backup/" + name)) << name;
-    }
 }
 
 } // namespace

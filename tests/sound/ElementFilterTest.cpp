@@ -3,14 +3,11 @@
 #include "platform/Errors.h"
 #include "platform/db/Database.h"
 #include "platform/db/Table.h"
+#include "support/FileBytes.h"
 #include "support/TempDir.h"
 
-#include <algorithm>
-#include <array>
 #include <filesystem>
-#include <fstream>
 #include <gtest/gtest.h>
-#include <iterator>
 #include <limits>
 #include <memory>
 #include <string>
@@ -20,25 +17,16 @@ namespace korvel::sound {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::vector<std::uint8_t> ReadAll(const std::string& fileName) {
-    std::ifstream in(fileName, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void WriteAll(const std::string& fileName, const std::vector<std::uint8_t>& bytes) {
-    std::ofstream out(fileName, std::ios::binary);
-    out.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-}
+using test::ReadAll;
+using test::WriteAll;
 
 // A record with every field set, unused bytes included.
 TFilterRec FullRecord() {
     TFilterRec rec;
     rec.SetEnabled(true);
-    rec.SetGroup(0, "Fans");
-    rec.SetGroup(1, "Lüfter");
-    rec.SetGroup(2, "Pumps");
-    rec.SetGroup(3, "Doors");
+    const char* groups[] = {"Fans", "Lüfter", "Pumps", "Doors"};
+    for (int slot = 0; slot < 4; ++slot)
+        rec.SetGroup(slot, groups[slot]);
     rec.SetMinActive(true);
     rec.SetMaxActive(true);
     rec.SetMin(1.5f);
@@ -53,22 +41,18 @@ TFilterRec FullRecord() {
 TEST(FilterRec, FieldsSitAtTheirOffsets) {
     const TFilterRec rec = FullRecord();
     const auto& b = rec.Bytes();
-    EXPECT_EQ(b[0], 1);
     const auto shortAt = [&b](std::size_t offset) {
         return std::string(reinterpret_cast<const char*>(&b[offset + 1]), b[offset]);
     };
+    EXPECT_EQ(b[0], 1);
     EXPECT_EQ(shortAt(1), "Fans");
     EXPECT_EQ(shortAt(42), "L\xFC"
                            "fter"); // Windows-1252 on disk
     EXPECT_EQ(shortAt(83), "Pumps");
     EXPECT_EQ(shortAt(124), "Doors");
-    EXPECT_EQ(b[165], 1);
-    EXPECT_EQ(b[166], 1);
-    EXPECT_EQ((std::vector<int>{b[167], b[168], b[169], b[170]}), (std::vector<int>{0x00, 0x00, 0xC0, 0x3F}));
-    EXPECT_EQ((std::vector<int>{b[171], b[172], b[173], b[174]}), (std::vector<int>{0x00, 0x00, 0x00, 0xC0}));
-    EXPECT_EQ(b[175], 1);
-    EXPECT_EQ(b[176], 0xAB);
-    EXPECT_EQ(b[177], 0xCD);
+    // Both flags, the two floats, the operator and the unused bytes.
+    EXPECT_EQ(std::vector<int>(b.begin() + 165, b.begin() + 178),
+              (std::vector<int>{1, 1, 0x00, 0x00, 0xC0, 0x3F, 0x00, 0x00, 0x00, 0xC0, 1, 0xAB, 0xCD}));
     EXPECT_EQ(shortAt(178), "roof \x80");
 
     // And the other way: raw bytes read through the accessors.
@@ -123,152 +107,103 @@ TEST(FilterRec, ActiveFlagsFollowTheSmallestUsableBound) {
     EXPECT_FALSE(rec.MaxActive());
 }
 
-class FilterFile : public ::testing::Test {
-protected:
+TEST(FilterFile, RoundTripKeepsEveryByteAndAShortOrMissingFileReadsAsEmpty) {
     test::TempDir dir;
-    std::string library = dir.File("Emission.abs");
-    std::string filterFile = dir.File("Emission.fil");
-};
-
-TEST_F(FilterFile, NameReplacesTheExtension) {
+    const std::string library = dir.File("Emission.abs");
+    const std::string filterFile = dir.File("Emission.fil");
     EXPECT_EQ(FilterFileName(library), filterFile);
     EXPECT_EQ(FilterFileName("/lib.v2/Project"), "/lib.v2/Project.fil");
     EXPECT_EQ(FilterFileName(""), "");
-}
 
-TEST_F(FilterFile, RoundTripKeepsEveryByte) {
     TFilterRec rec = FullRecord();
     rec.Bytes()[30] = 0x7E; // padding behind group 1's text
     SaveFilter(library, rec);
-    const auto stored = ReadAll(filterFile);
-    ASSERT_EQ(stored.size(), kFilterRecSize);
-    EXPECT_TRUE(std::equal(stored.begin(), stored.end(), rec.Bytes().begin()));
-
+    EXPECT_EQ(ReadAll(filterFile), std::string(rec.Bytes().begin(), rec.Bytes().end()));
     TFilterRec loaded;
     LoadFilter(library, loaded);
     EXPECT_EQ(loaded, rec);
-}
 
-TEST_F(FilterFile, ShortOrMissingFileGivesAnEmptyDisabledRecord) {
-    TFilterRec rec = FullRecord();
-    WriteAll(filterFile, std::vector<std::uint8_t>(kFilterRecSize - 1, 1));
-    LoadFilter(library, rec);
-    EXPECT_EQ(rec, TFilterRec());
-    EXPECT_FALSE(rec.Enabled());
+    WriteAll(filterFile, std::string(kFilterRecSize - 1, '\x01'));
+    LoadFilter(library, loaded);
+    EXPECT_EQ(loaded, TFilterRec());
+    EXPECT_FALSE(loaded.Enabled());
+    for (const std::string& name : {library, std::string()}) {
+        fs::remove(filterFile);
+        loaded = FullRecord();
+        LoadFilter(name, loaded);
+        EXPECT_EQ(loaded, TFilterRec()) << name;
+    }
 
-    rec = FullRecord();
-    fs::remove(filterFile);
-    LoadFilter(library, rec);
-    EXPECT_EQ(rec, TFilterRec());
-
-    rec = FullRecord();
-    LoadFilter("", rec);
-    EXPECT_EQ(rec, TFilterRec());
-}
-
-TEST_F(FilterFile, WriteErrorThrowsAndKeepsWhatIsThere) {
-    SaveFilter("", FullRecord()); // no library, nothing to do
+    // No library, nothing to do; a write error throws and keeps what is there.
+    SaveFilter("", FullRecord());
     fs::create_directory(filterFile);
     EXPECT_THROW(SaveFilter(library, FullRecord()), EKorvelError);
     EXPECT_TRUE(fs::is_directory(filterFile));
     EXPECT_EQ(std::distance(fs::directory_iterator(dir.Path()), fs::directory_iterator()), 1);
 }
 
-TEST(FilterExpression, GroupPartReadsAsStored) {
-    EXPECT_EQ(
-        BuildGroupFilter(3, 7, TLogOperator::And),
-        "(((Gruppen1=3) OR (Gruppen2=3) OR (Gruppen3=3) OR(Gruppen4=3)) AND ((Gruppen1=7) OR (Gruppen2=7) OR "
-        "(Gruppen3=7) OR(Gruppen4=7)))");
-    EXPECT_EQ(BuildGroupFilter(std::nullopt, -999, TLogOperator::Or),
-              "(((Gruppen1=-999) OR (Gruppen2=-999) OR (Gruppen3=-999) OR(Gruppen4=-999)))");
-    EXPECT_EQ(BuildGroupFilter(std::nullopt, std::nullopt, TLogOperator::And), "");
-    EXPECT_EQ(JoinFilterParts({"", "(A=1)", "", "(B=2)"}), "(A=1) AND (B=2)");
-    EXPECT_EQ(JoinFilterParts({"", ""}), "");
-}
-
-TEST(FilterExpression, RangePartFollowsTheActiveFlags) {
-    TFilterRec rec;
-    rec.SetMin(0.1f);
-    rec.SetMax(85.25f);
-    EXPECT_EQ(BuildRangeFilter(rec, "SumValue"), "");
-    rec.SetMinActive(true);
-    EXPECT_EQ(BuildRangeFilter(rec, "SumValue"), "(SumValue >= 0.1)");
-    rec.SetMaxActive(true);
-    EXPECT_EQ(BuildRangeFilter(rec, "SumValue"), "(SumValue >= 0.1) AND (SumValue <= 85.25)");
-    rec.SetMin(std::numeric_limits<float>::quiet_NaN());
-    EXPECT_EQ(BuildRangeFilter(rec, "SumValue"), "(SumValue <= 85.25)");
-}
-
 // The expressions as the table engine runs them, on a table shaped like a sound library's main table.
-class FilterOnTable : public ::testing::Test {
-protected:
-    void SetUp() override {
-        using db::TFieldType;
-        db::TTableDef def;
-        def.AddField("Nr", TFieldType::AutoInc).AddField("ElementName", TFieldType::String, 40);
-        for (const char* field : {"Gruppen1", "Gruppen2", "Gruppen3", "Gruppen4"})
-            def.AddField(field, TFieldType::Integer);
-        def.AddField("SumValue", TFieldType::Float);
-        def.AddIndex("p", {"Nr"}, db::ixPrimary);
-        database = std::make_shared<db::TDatabase>(dir.File("Lib.abs"));
-        database->Open(true);
-        database->CreateTable("Elements", def);
-        table = std::make_unique<db::TTable>(database, "Elements");
-        table->Open();
-        Add("fan", {3, 0, 0, 0}, 90.0);
-        Add("fan+door", {0, 7, 0, 3}, 85.25);
-        Add("door", {0, 0, 7, 0}, 60.5);
-        Add("pump", {0, 0, 0, 0}, 85.26);
-        Add("quiet", {0, 0, 0, 3}, 0.1);
-    }
-
-    void Add(const std::string& name, std::array<int, 4> groups, double sum) {
-        table->Append();
-        table->FieldByName("ElementName").SetAsString(name);
-        for (int i = 0; i < 4; ++i)
-            table->FieldByName("Gruppen" + std::to_string(i + 1))
-                .SetAsInteger(groups[static_cast<std::size_t>(i)]);
-        table->FieldByName("SumValue").SetAsFloat(sum);
-        table->Post();
-    }
-
-    std::vector<std::string> Visible(const std::string& filter) {
-        table->SetFilter(filter);
-        table->SetFiltered(true);
-        std::vector<std::string> names;
-        for (table->First(); !table->Eof(); table->Next())
-            names.push_back(table->FieldByName("ElementName").AsString());
-        return names;
-    }
-
+TEST(FilterOnTable, GroupsSelectAcrossAllFourFieldsAndJoinTheRange) {
     test::TempDir dir;
-    std::shared_ptr<db::TDatabase> database;
-    std::unique_ptr<db::TTable> table;
-};
-
-TEST_F(FilterOnTable, GroupsSelectAcrossAllFourFields) {
+    db::TTableDef def;
+    def.AddField("Nr", db::TFieldType::AutoInc).AddField("ElementName", db::TFieldType::String, 40);
+    for (const char* field : {"Gruppen1", "Gruppen2", "Gruppen3", "Gruppen4"})
+        def.AddField(field, db::TFieldType::Integer);
+    def.AddField("SumValue", db::TFieldType::Float).AddIndex("p", {"Nr"}, db::ixPrimary);
+    auto database = std::make_shared<db::TDatabase>(dir.File("Lib.abs"));
+    database->Open(true);
+    database->CreateTable("Elements", def);
+    db::TTable table(database, "Elements");
+    table.Open();
+    struct Row {
+        const char* Name;
+        std::vector<int> Groups;
+        double Sum;
+    };
+    for (const Row& row : std::vector<Row>{{"fan", {3, 0, 0, 0}, 90.0},
+                                           {"fan+door", {0, 7, 0, 3}, 85.25},
+                                           {"door", {0, 0, 7, 0}, 60.5},
+                                           {"pump", {0, 0, 0, 0}, 85.26},
+                                           {"quiet", {0, 0, 0, 3}, 0.1}}) {
+        table.Append();
+        table.FieldByName("ElementName").SetAsString(row.Name);
+        for (int i = 0; i < 4; ++i)
+            table.FieldByName("Gruppen" + std::to_string(i + 1)).SetAsInteger(row.Groups[i]);
+        table.FieldByName("SumValue").SetAsFloat(row.Sum);
+        table.Post();
+    }
     using V = std::vector<std::string>;
-    EXPECT_EQ(Visible(BuildGroupFilter(3, 7, TLogOperator::And)), V({"fan+door"}));
-    EXPECT_EQ(Visible(BuildGroupFilter(3, 7, TLogOperator::Or)), V({"fan", "fan+door", "door", "quiet"}));
-    EXPECT_EQ(Visible(BuildGroupFilter(3, std::nullopt, TLogOperator::Or)), V({"fan", "fan+door", "quiet"}));
-    EXPECT_EQ(Visible(BuildGroupFilter(kUnknownGroupNo, std::nullopt, TLogOperator::Or)), V());
-    EXPECT_EQ(Visible(BuildGroupFilter(kUnknownGroupNo, 7, TLogOperator::Or)), V({"fan+door", "door"}));
-}
+    const auto visible = [&table](const std::string& filter) {
+        table.SetFilter(filter);
+        table.SetFiltered(true);
+        V names;
+        for (table.First(); !table.Eof(); table.Next())
+            names.push_back(table.FieldByName("ElementName").AsString());
+        return names;
+    };
+    EXPECT_EQ(visible(BuildGroupFilter(3, 7, TLogOperator::And)), V({"fan+door"}));
+    EXPECT_EQ(visible(BuildGroupFilter(3, 7, TLogOperator::Or)), V({"fan", "fan+door", "door", "quiet"}));
+    EXPECT_EQ(visible(BuildGroupFilter(3, std::nullopt, TLogOperator::Or)), V({"fan", "fan+door", "quiet"}));
+    EXPECT_EQ(visible(BuildGroupFilter(kUnknownGroupNo, std::nullopt, TLogOperator::Or)), V());
+    EXPECT_EQ(visible(BuildGroupFilter(kUnknownGroupNo, 7, TLogOperator::Or)), V({"fan+door", "door"}));
 
-TEST_F(FilterOnTable, RangeJoinsTheGroupPart) {
-    using V = std::vector<std::string>;
     TFilterRec rec;
     rec.SetMin(0.1f);
     rec.SetMax(85.25f);
     rec.UpdateActiveFlags();
-    EXPECT_EQ(Visible(BuildRangeFilter(rec, "SumValue")), V({"fan+door", "door", "quiet"}));
-    EXPECT_EQ(Visible(JoinFilterParts(
+    EXPECT_EQ(visible(BuildRangeFilter(rec, "SumValue")), V({"fan+door", "door", "quiet"}));
+    EXPECT_EQ(visible(JoinFilterParts(
                   {BuildGroupFilter(3, 7, TLogOperator::Or), BuildRangeFilter(rec, "SumValue")})),
+              V({"fan+door", "door", "quiet"}));
+    // A bound that is no number is left out; parts that are empty are too.
+    rec.SetMin(std::numeric_limits<float>::quiet_NaN());
+    EXPECT_EQ(visible(JoinFilterParts({"", BuildGroupFilter(std::nullopt, std::nullopt, TLogOperator::And),
+                                       BuildRangeFilter(rec, "SumValue")})),
               V({"fan+door", "door", "quiet"}));
     rec.SetMin(85.25f);
     rec.SetMax(0);
     rec.UpdateActiveFlags();
-    EXPECT_EQ(Visible(JoinFilterParts(
+    EXPECT_EQ(visible(JoinFilterParts(
                   {BuildGroupFilter(3, std::nullopt, TLogOperator::Or), BuildRangeFilter(rec, "SumValue")})),
               V({"fan", "fan+door"}));
 }

@@ -1,15 +1,22 @@
 // Spreadsheet and text-table import into the sound libraries: the cell converters, rows with and without
-// bands, weighting, name conflicts, groups and pictures, the import command's filter and summary.
+// bands, weighting, name conflicts, groups and pictures, the import command's filter and summary. Export to
+// a workbook: columns and headings per kind, weighted levels, formula entries, pictures beside the workbook,
+// and a workbook that imports back into the same elements.
 
 #include "TinyBitmap.h"
+#include "platform/Errors.h"
 #include "platform/acoustic/Weighting.h"
 #include "platform/base/LibKinds.h"
+#include "platform/formats/Workbook.h"
+#include "platform/image/Picture.h"
 #include "service/LibService.h"
 #include "sound/FormLibX.h"
+#include "sound/SoundEditors.h"
+#include "support/FileBytes.h"
 #include "support/LibFolders.h"
 
 #include <filesystem>
-#include <fstream>
+#include <functional>
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
@@ -17,16 +24,18 @@ namespace korvel::sound {
 namespace {
 
 using namespace acoustic;
+using namespace nlohmann::literals;
 namespace fs = std::filesystem;
 
 // Keeps what the import command shows in its log window.
 class TRecordingHost : public TLibHost {
 public:
     using TLibHost::TLibHost;
-    void ShowLog(bool /*modal*/) override {
+    void ShowLog(bool modal) override {
         ++Shown;
         for (const TLogEntry& e : Log().Entries())
             Lines.push_back(e.Text);
+        TLibHost::ShowLog(modal);
     }
     int Shown = 0;
     std::vector<std::string> Lines;
@@ -40,13 +49,15 @@ protected:
         return editor;
     }
     std::string Sheet(const std::string& name, const std::string& text) {
-        const std::string file = f.Root() + name;
-        std::ofstream(file, std::ios::binary) << text;
-        return file;
+        test::WriteAll(f.Root() + name, text);
+        return f.Root() + name;
     }
-    // Runs the import command; the person presses OK in the mapping dialog.
-    void Import(TFormLibX& editor, const std::string& file) {
-        f.Ui().ExpectModal("Import", [](TForm& form) {
+    // Runs the import command; the person presses OK in the mapping dialog, after the dialogs that the
+    // import will show are announced.
+    void Import(TFormLibX& editor, const std::string& file, const std::function<void()>& announce = {}) {
+        f.Ui().ExpectModal("Import", [&announce](TForm& form) {
+            if (announce)
+                announce();
             EXPECT_TRUE(form.PressDefault());
             return mrNone;
         });
@@ -61,9 +72,8 @@ protected:
         s->ReadFromLibrary(*editor.GetMyTable(tab), TAddPropDefList(editor.LibType()));
         return s;
     }
-    std::string Field(TFormLibX& editor, const std::string& name, const char* field) {
-        editor.GotoElementName(editor.GetCurIndex(), name);
-        return editor.GetMainTable(editor.GetCurIndex())->FieldByName(field).AsString();
+    static char Weighting(const TCustomLibSpectrum& emission) {
+        return dynamic_cast<const TEmisLibSpectrum&>(emission).dBX();
     }
     test::LibFolders f;
     TRecordingHost host{f.Ui()};
@@ -71,47 +81,37 @@ protected:
 
 TEST_F(ExcelImportTest, ConvertersTurnCellTextsIntoFieldValues) {
     TFormLibX& editor = Open(kEmissionLibType, f.Project());
+    using TSetter = void (TFormLibX::*)(TFieldNameItem&, const std::string&);
     TFieldNameItem item;
-    item.Caption = "Weighting";
-    auto weighting = [&](const std::string& cell) {
-        editor.SetWeightingValue(item, cell);
-        return item.Value;
+    const auto check = [&](TSetter set, const char* caption,
+                           const std::vector<std::pair<std::string, std::string>>& cellsAndValues) {
+        item.Caption = caption;
+        for (const auto& [cell, value] : cellsAndValues) {
+            (editor.*set)(item, cell);
+            EXPECT_EQ(item.Value, value) << caption << " " << cell;
+        }
     };
-    EXPECT_EQ(weighting("dB(C)"), "C");
-    EXPECT_EQ(weighting(" db(b) "), "B");
-    EXPECT_EQ(weighting("dBD"), "D");
-    EXPECT_EQ(weighting("a"), "A");
-    EXPECT_EQ(weighting("dB"), " ");
-    EXPECT_EQ(weighting("Z"), " ");
-    EXPECT_EQ(weighting("dB(Z)"), " ");
-    EXPECT_EQ(weighting(""), " ");
-    EXPECT_FALSE(host.HasLog() && host.Log().ErrorCount() > 0);
-    EXPECT_EQ(weighting("dBX"), "A");
-    EXPECT_EQ(weighting("E"), "A");
-    ASSERT_EQ(host.Log().ErrorCount(), 2);
-    EXPECT_EQ(host.Log().Entries()[0].Text,
-              "Line 0, Field \"Weighting\": Value \"dBX\" not valid using default dB(A)");
+    // A weighting in any spelling; Z or none is unweighted. Anything else takes the first choice and is
+    // logged.
+    check(&TFormLibX::SetWeightingValue, "Weighting",
+          {{"dB(C)", "C"}, {" db(b) ", "B"}, {"dBD", "D"}, {"a", "A"}});
+    check(&TFormLibX::SetWeightingValue, "Weighting", {{"dB", " "}, {"Z", " "}, {"dB(Z)", " "}, {"", " "}});
+    check(&TFormLibX::SetWeightingValue, "Weighting", {{"dBX", "A"}, {"E", "A"}});
+    // A reference by the start of a choice, an entry type by its text.
+    check(&TFormLibX::SetReferenceValue, "Reference",
+          {{"lw", "0"}, {"LW/M", "1"}, {" lp ", "2"}, {"Leq", "0"}});
+    check(&TFormLibX::SetEntryTypeValue, "Entry type",
+          {{"formula SPECTRUM", "2"}, {"Formula only", "3"}, {"Formula", "0"}});
+    std::vector<std::string> logged;
+    for (const TLogEntry& e : host.Log().Entries())
+        logged.push_back(e.Text);
+    EXPECT_EQ(logged, (std::vector<std::string>{
+                          "Line 0, Field \"Weighting\": Value \"dBX\" not valid using default dB(A)",
+                          "Line 0, Field \"Weighting\": Value \"E\" not valid using default dB(A)",
+                          "Line 0, Field \"Reference\": Value \"Leq\" not valid using default Lw/unit"}));
+    EXPECT_EQ(host.Log().ErrorCount(), 3);
 
-    item.Caption = "Reference";
-    editor.SetReferenceValue(item, "lw");
-    EXPECT_EQ(item.Value, "0"); // the first choice beginning with LW
-    editor.SetReferenceValue(item, "LW/M");
-    EXPECT_EQ(item.Value, "1");
-    editor.SetReferenceValue(item, " lp ");
-    EXPECT_EQ(item.Value, "2");
-    editor.SetReferenceValue(item, "Leq");
-    EXPECT_EQ(item.Value, "0");
-    EXPECT_EQ(host.Log().Entries().back().Text,
-              "Line 0, Field \"Reference\": Value \"Leq\" not valid using default Lw/unit");
-
-    editor.SetEntryTypeValue(item, "formula SPECTRUM");
-    EXPECT_EQ(item.Value, "2");
-    editor.SetEntryTypeValue(item, "Formula only");
-    EXPECT_EQ(item.Value, "3");
-    editor.SetEntryTypeValue(item, "Formula");
-    EXPECT_EQ(item.Value, "0");
-
-    std::ofstream(f.Root() + "pic.bmp") << "x";
+    test::WriteAll(f.Root() + "pic.bmp", "x");
     item.Preset = f.Root();
     editor.SetBitMapFileName(item, "pic.bmp");
     EXPECT_EQ(fs::path(item.Value), fs::path(f.Root() + "pic.bmp"));
@@ -143,24 +143,19 @@ TEST_F(ExcelImportTest, RowsBecomeOctaveThirdOctaveOrSingleValueElementsWithWeig
     auto octave = Element(editor, "Octave");
     ASSERT_TRUE(octave);
     auto* e = dynamic_cast<TEmisLibSpectrum*>(octave.get());
-    EXPECT_EQ(e->SpecType(), TSpecType::Octave);
-    EXPECT_EQ(e->Bmin(), 15);
-    EXPECT_EQ(e->Bmax(), 21);
-    EXPECT_EQ(e->dBX(), 'A');
-    EXPECT_EQ(e->EmisRef, TEmisRef::SoundPressure);
+    EXPECT_EQ(std::tuple(e->SpecType(), e->Bmin(), e->Bmax(), e->dBX(), e->EmisRef),
+              std::tuple(TSpecType::Octave, 15, 21, 'A', TEmisRef::SoundPressure));
     // Stored unweighted (as 32-bit numbers): the weighted view gives the cells back.
     EXPECT_NEAR(e->GetdBXValue(15), 80.0, 1e-4);
     EXPECT_NEAR(e->GetdBXValue(21), 70.5, 1e-4);
     EXPECT_NEAR(e->GetValue(15), 80.0 - WeightingOffset('A', 15), 1e-4);
     EXPECT_TRUE(IsEmptyBandLevel(e->GetValue(20)));
-    EXPECT_EQ(Field(editor, "Octave", "Kommentar"), "first");
+    EXPECT_EQ(editor.GetMainTable(0)->FieldByName("Kommentar").AsString(), "first"); // Element() went there
 
     auto third = Element(editor, "Third");
     ASSERT_TRUE(third);
-    EXPECT_EQ(third->SpecType(), TSpecType::ThirdOctave);
-    EXPECT_EQ(third->Bmin(), 18);
-    EXPECT_EQ(third->Bmax(), 20);
-    EXPECT_EQ(dynamic_cast<TEmisLibSpectrum&>(*third).dBX(), ' ');
+    EXPECT_EQ(std::tuple(third->SpecType(), third->Bmin(), third->Bmax(), Weighting(*third)),
+              std::tuple(TSpecType::ThirdOctave, 18, 20, ' '));
     EXPECT_EQ(third->GetValue(20), 62.0);
     // One group made by the first row, reused by the second.
     EXPECT_NE(octave->Groups[0], 0);
@@ -169,48 +164,10 @@ TEST_F(ExcelImportTest, RowsBecomeOctaveThirdOctaveOrSingleValueElementsWithWeig
 
     auto single = Element(editor, "Single");
     ASSERT_TRUE(single);
-    EXPECT_EQ(single->SpecType(), TSpecType::SingleValue);
-    EXPECT_EQ(single->SingleValue(), 90.0);
-    EXPECT_EQ(dynamic_cast<TEmisLibSpectrum&>(*single).dBX(), 'C');
-    EXPECT_EQ(dynamic_cast<TEmisLibSpectrum&>(*Element(editor, "Odd")).dBX(), 'A');
+    EXPECT_EQ(std::tuple(single->SpecType(), single->SingleValue(), Weighting(*single)),
+              std::tuple(TSpecType::SingleValue, 90.0, 'C'));
+    EXPECT_EQ(Weighting(*Element(editor, "Odd")), 'A');
     EXPECT_FALSE(host.HasLog()); // released after the command
-}
-
-TEST_F(ExcelImportTest, OneBandOfAKindWithoutSingleValuesIsAOneBandSpectrum) {
-    TFormLibX& editor = Open(kAbsorptionLibType, f.Project());
-    Import(editor, Sheet("alpha.csv", "Element name;500Hz\nPanel;0,35\n"));
-    auto panel = Element(editor, "Panel");
-    ASSERT_TRUE(panel);
-    EXPECT_EQ(panel->SpecType(), TSpecType::ThirdOctave);
-    EXPECT_EQ(panel->Bmin(), 27);
-    EXPECT_EQ(panel->Bmax(), 27);
-    EXPECT_NEAR(panel->GetValue(27), 0.35, 1e-6);
-    EXPECT_EQ(editor.CBSpecType().ItemIndex(), static_cast<int>(TSpecType::ThirdOctave));
-}
-
-TEST_F(ExcelImportTest, NameConflictsFollowTheAnswerAndSkipsCountAsDuplicates) {
-    test::LibFolders::MakeLibrary(
-        kAbsorptionLibType, f.Project(),
-        {{{"ElementName", "Wall"}}, {{"ElementName", "Floor"}}, {{"ElementName", "Roof"}}});
-    TFormLibX& editor = Open(kAbsorptionLibType, f.Project());
-    const std::string file = Sheet("abso.txt", "Element name\t500Hz\t1kHz\n"
-                                               "Wall\t0.5\t0.6\n"
-                                               "Floor\t0.1\t0.2\n"
-                                               "Ceiling\t0.3\t0.3\n"
-                                               "Roof\t0.9\t0.9\n");
-    f.Ui().ExpectModal("Import", [this](TForm& form) {
-        f.Ui().ExpectNameConflict("Wall", TneAction::Overwrite);
-        f.Ui().ExpectNameConflict("Floor", TneAction::SkipAll); // Roof is skipped without asking
-        EXPECT_TRUE(form.PressDefault());
-        return mrNone;
-    });
-    editor.ImportFile(file);
-    EXPECT_EQ(host.Lines.back(), "2 elements imported, 2 element names are duplicate");
-    EXPECT_EQ(editor.GetMainTable(0)->RecordCount(), 4);
-    EXPECT_NEAR(Element(editor, "Wall")->GetValue(27), 0.5, 1e-6);
-    EXPECT_NEAR(Element(editor, "Ceiling")->GetValue(30), 0.3, 1e-6);
-    EXPECT_TRUE(IsEmptyBandLevel(Element(editor, "Roof")->GetValue(27)));
-    EXPECT_TRUE(IsEmptyBandLevel(Element(editor, "Floor")->GetValue(27)));
 }
 
 TEST_F(ExcelImportTest, TransmissionRatingsAndPicturesComeFromTheirColumns) {
@@ -248,14 +205,7 @@ TEST_F(ExcelImportTest, ImportFilterListsTheKindsFiles) {
               "|Common Loudspeaker Format (*.CF2)|*.CF2"
               "|Emission library V6.4|Emis.dB|Emission library V4|*lib.002"
               "|Excel files (*.xls; *.xlsx)|*.xls*|ASCII files (*.txt)|*.txt|All files (*.*)|*.*");
-    TFormLibX& transmission = Open(kTransmissionLibType, f.Project2());
-    const std::string filter = transmission.GetImportFilter();
-    EXPECT_EQ(filter.substr(0, filter.find("|Excel")),
-              "All import files (V7.3; *.xls?; *.txt)|Trans.abs; *.xls?; *.txt"
-              "|Transmission library V7.3|Trans.abs|Transmission library V6.4|Trans.dB"
-              "|Transmission library V4|*lib.003");
-    EXPECT_NO_THROW(ParseFileFilter(filter));
-    // Absorption tables were also saved under an older file name.
+    // The other kinds have no loudspeaker files; absorption tables were also saved under an older file name.
     TFormLibX& absorption = Open(kAbsorptionLibType, f.Global());
     const std::string abso = absorption.GetImportFilter();
     EXPECT_EQ(abso.substr(0, abso.find("|Excel")),
@@ -265,31 +215,40 @@ TEST_F(ExcelImportTest, ImportFilterListsTheKindsFiles) {
     EXPECT_NO_THROW(ParseFileFilter(abso));
 }
 
-TEST_F(ExcelImportTest, LongNamesAndGroupsAreCutToTheirFieldsBeforeTheLookup) {
+TEST_F(ExcelImportTest, NameConflictsFollowTheAnswerOnNamesAndGroupsCutToTheirFields) {
     const std::string stored = "Lüfter " + std::string(33, 'x'); // 40 characters, 41 bytes
-    test::LibFolders::MakeLibrary(kAbsorptionLibType, f.Project(), {{{"ElementName", stored}}});
+    test::LibFolders::MakeLibrary(
+        kAbsorptionLibType, f.Project(),
+        {{{"ElementName", stored}}, {{"ElementName", "Floor"}}, {{"ElementName", "Roof"}}});
     TFormLibX& editor = Open(kAbsorptionLibType, f.Project());
     // 45 characters; the 40th is two bytes long, so a cut by bytes would split it.
     const std::string group = std::string(39, 'g') + "ü-tail";
     const std::string file =
-        Sheet("long.csv", "Element name;500Hz;1kHz;Group(1)\n" + stored + " one;0.5;0.5;" + group + "\n" +
-                              stored + " two;0.6;0.6;" + group + "\nOther;0.7;0.7;" + group + "\n");
-    f.Ui().ExpectModal("Import", [this, &stored](TForm& form) {
+        Sheet("long.csv", "Element name;500Hz;1kHz;Group(1)\n" + stored + " one;0.5;0.5;" + group +
+                              "\nCeiling;0.35;;\n" + stored + " two;0.6;0.6;" + group +
+                              "\nFloor;0.1;0.2;\nRoof;0.9;0.9;\nOther;0.7;0.7;" + group + "\n");
+    // Both long names are cut to the stored one; after "skip all" Floor and Roof are skipped without asking.
+    Import(editor, file, [&] {
         f.Ui()
             .ExpectNameConflict(stored, TneAction::Overwrite)
             .ExpectNameConflict(stored, TneAction::SkipAll);
-        EXPECT_TRUE(form.PressDefault());
-        return mrNone;
     });
-    editor.ImportFile(file);
-    EXPECT_EQ(host.Lines.back(), "2 elements imported, 1 element names are duplicate");
+    EXPECT_EQ(host.Lines.back(), "3 elements imported, 3 element names are duplicate");
     std::vector<std::string> asked;
     for (const TShownDialog& d : f.Ui().Shown())
         if (d.Kind == TDialogKind::NameConflict)
             asked.push_back(d.Text);
     EXPECT_EQ(asked, (std::vector<std::string>{stored, stored}));
-    EXPECT_EQ(editor.GetMainTable(0)->RecordCount(), 2);
+    EXPECT_EQ(editor.GetMainTable(0)->RecordCount(), 5);
     EXPECT_NEAR(Element(editor, stored)->GetValue(27), 0.5, 1e-6);
+    // One band of a kind without single values is a one-band spectrum.
+    const auto ceiling = Element(editor, "Ceiling");
+    EXPECT_EQ(std::tuple(ceiling->SpecType(), ceiling->Bmin(), ceiling->Bmax()),
+              std::tuple(TSpecType::ThirdOctave, 27, 27));
+    EXPECT_NEAR(ceiling->GetValue(27), 0.35, 1e-6);
+    EXPECT_EQ(editor.CBSpecType().ItemIndex(), static_cast<int>(TSpecType::ThirdOctave));
+    EXPECT_TRUE(IsEmptyBandLevel(Element(editor, "Roof")->GetValue(27)));
+    EXPECT_TRUE(IsEmptyBandLevel(Element(editor, "Floor")->GetValue(27)));
 
     const std::string groupStored = std::string(39, 'g') + "ü";
     EXPECT_EQ(editor.ReadGrTableToStringList(0), std::vector<std::string>{groupStored});
@@ -297,6 +256,147 @@ TEST_F(ExcelImportTest, LongNamesAndGroupsAreCutToTheirFieldsBeforeTheLookup) {
     EXPECT_NE(number, 0);
     EXPECT_EQ(Element(editor, stored)->Groups[0], number);
     EXPECT_EQ(Element(editor, "Other")->Groups[0], number);
+}
+
+class ExportTest : public ExcelImportTest {
+protected:
+    void Add(TFormLibX& editor, const nlohmann::json& element) { AddElement(editor, element); }
+    formats::TSheet Export(TFormLibX& editor, const std::string& file) {
+        editor.ExportToExcel(file);
+        formats::TWorkbook book = formats::ReadXlsx(file);
+        EXPECT_EQ(book.Sheets.size(), 1u);
+        return book.Sheets.at(0);
+    }
+    static std::vector<std::string> Row(const formats::TSheet& sheet, std::size_t row, std::size_t from,
+                                        std::size_t count) {
+        std::vector<std::string> cells;
+        for (std::size_t c = from; c < from + count; ++c)
+            cells.push_back(sheet.Cell(row, c));
+        return cells;
+    }
+};
+
+TEST_F(ExportTest, EmissionRowsHoldWeightedLevelsFormulaRowsStayEmptyPicturesGoBesideTheWorkbook) {
+    TFormLibX& editor = Open(kEmissionLibType, f.Project());
+    Add(editor, R"({"name": "Fan", "bandType": 1, "bmin": 21, "bmax": 27, "weighting": "A", "reference": 2,
+                    "heightAboveGround": 1.5, "groups": ["Pumps"], "comment": "roof",
+                    "values": {"21": 80.0, "24": 75.0, "27": 70.0}})"_json);
+    const TEmisLibSpectrum fan = *editor.Emission();
+    Add(editor,
+        R"({"name": "Level formula", "entryType": 1, "bmin": 21, "bmax": 21, "values": {"21": 1}})"_json);
+    Add(editor,
+        R"({"name": "Band formula", "entryType": 2, "bmin": 21, "bmax": 21, "values": {"21": 1}})"_json);
+    Add(editor, R"({"name": "Single", "bandType": 2, "sum": 90.0, "weighting": ""})"_json);
+    test::WriteTinyBitmap(f.Root() + "p.bmp", 3, 2, 200);
+    db::TTable& table = *editor.GetMainTable(0);
+    table.Edit();
+    table.FieldByName("Graphic").SetAsBytes(LoadPictureFile(f.Root() + "p.bmp", 200));
+    table.Post();
+    const int singleNo = table.FieldByName("Eintrag").AsInteger();
+
+    fs::create_directories(f.Root() + "out");
+    const std::string file = f.Root() + "out/emission.xlsx";
+    const formats::TSheet sheet = Export(editor, file);
+    // The element shown before the export is shown after it.
+    EXPECT_EQ(editor.GetElementName(0), "Single");
+
+    EXPECT_EQ(Row(sheet, 0, 0, 2), (std::vector<std::string>{"Element name", "1Hz"}));
+    EXPECT_EQ(Row(sheet, 0, 16, 1), (std::vector<std::string>{"31.5Hz"}));
+    EXPECT_EQ(Row(sheet, 0, 44, 14),
+              (std::vector<std::string>{"20kHz", "Comment", "Weighting", "Reference", "HeightAboveGround",
+                                        "Sigma", "Sum", "DI", "Entry Type", "Group(1)", "Group(2)",
+                                        "Group(3)", "Group(4)", "Bitmap file name"}));
+
+    EXPECT_EQ(sheet.Cell(1, 0), "Fan");
+    // Bands 21, 24 and 27 in columns 22, 25 and 28, as weighted levels; the bands between stay empty.
+    for (int band : {21, 24, 27}) {
+        ASSERT_FALSE(sheet.Cell(1, band + 1).empty()) << band;
+        EXPECT_NEAR(std::stod(sheet.Cell(1, band + 1)), fan.GetdBXValue(band), 1e-4) << band;
+        EXPECT_NE(fan.GetdBXValue(band), fan.GetValue(band));
+    }
+    EXPECT_EQ(Row(sheet, 1, 20, 2), (std::vector<std::string>{"", ""}));
+    EXPECT_EQ(Row(sheet, 1, 23, 2), (std::vector<std::string>{"", ""}));
+    EXPECT_EQ(Row(sheet, 1, 45, 5), (std::vector<std::string>{"roof", "A", "Lp level", "1.5", ""}));
+    EXPECT_NEAR(std::stod(sheet.Cell(1, 50)), fan.GetdBXValueSum(), 1e-4);
+    EXPECT_EQ(Row(sheet, 1, 51, 3), (std::vector<std::string>{"", "Spectrum", "Pumps"}));
+
+    EXPECT_TRUE(sheet.Rows.at(2).empty()); // the reader stores no empty cell
+    EXPECT_TRUE(sheet.Rows.at(3).empty());
+
+    // A single value sits in its band's column and in the sum; no weighting reads back as Z.
+    EXPECT_EQ(sheet.Cell(4, 0), "Single");
+    EXPECT_EQ(sheet.Cell(4, 16), "90");
+    EXPECT_EQ(sheet.Cell(4, 46), "Z");
+    EXPECT_EQ(sheet.Cell(4, 50), "90");
+    const std::string picture = std::to_string(singleNo) + ".bmp";
+    EXPECT_EQ(sheet.Cell(4, 57), picture);
+    const std::string bytes = test::ReadAll(f.Root() + "out/" + picture);
+    EXPECT_TRUE(bytes.starts_with("BM"));
+    EXPECT_EQ(ImageSizeOf({bytes.begin(), bytes.end()}), (TImageSize{3, 2}));
+    EXPECT_FALSE(fs::exists(file + ".tmp"));
+}
+
+TEST_F(ExportTest, TransmissionAndAbsorptionColumns) {
+    TFormLibX& trans = Open(kTransmissionLibType, f.Project());
+    Add(trans, R"({"name": "Wall", "bmin": 16, "bmax": 40, "groups": ["", "Heavy"],
+                   "values": {"16": 20, "20": 30, "24": 35, "28": 40, "32": 45, "36": 50, "40": 55}})"_json);
+    // Copied: the export shows the elements again, each in a new spectrum object.
+    const TTransLibSpectrum t = *trans.Transmission();
+    const formats::TSheet sheet = Export(trans, f.Root() + "trans.xlsx");
+    EXPECT_EQ(Row(sheet, 0, 45, 9),
+              (std::vector<std::string>{"Comment", "C", "Ctr", "Rw", "Group(1)", "Group(2)", "Group(3)",
+                                        "Group(4)", "Bitmap file name"}));
+    EXPECT_EQ(sheet.Cell(1, 21), "30");
+    EXPECT_NEAR(std::stod(sheet.Cell(1, 46)), t.C, 1e-4);
+    EXPECT_NEAR(std::stod(sheet.Cell(1, 47)), t.Ctr, 1e-4);
+    EXPECT_NEAR(std::stod(sheet.Cell(1, 48)), t.Rw, 1e-4);
+    EXPECT_EQ(Row(sheet, 1, 49, 2), (std::vector<std::string>{"", "Heavy"}));
+
+    TFormLibX& abso = Open(kAbsorptionLibType, f.Project());
+    Add(abso, R"({"name": "Foam", "bmin": 27, "bmax": 30, "values": {"27": 0.5, "30": 0.75}})"_json);
+    const formats::TSheet absoSheet = Export(abso, f.Root() + "abso.xlsx");
+    EXPECT_EQ(Row(absoSheet, 0, 45, 6),
+              (std::vector<std::string>{"Comment", "Group(1)", "Group(2)", "Group(3)", "Group(4)",
+                                        "Bitmap file name"}));
+    EXPECT_EQ(Row(absoSheet, 1, 28, 4), (std::vector<std::string>{"0.5", "", "", "0.75"}));
+}
+
+TEST_F(ExportTest, ExportedWorkbookImportsBackIntoTheSameElements) {
+    TFormLibX& source = Open(kEmissionLibType, f.Project());
+    Add(source,
+        R"({"name": "Compressor", "bmin": 20, "bmax": 24, "weighting": "C", "reference": 1, "sigma": 2.5,
+                    "groups": ["Outdoor", "", "Loud"],
+                    "values": {"20": 70.25, "21": 72, "22": 74, "23": 73, "24": 71}})"_json);
+    const std::string file = f.Root() + "round.xlsx";
+    source.ExportToExcel(file);
+
+    TFormLibX& target = Open(kEmissionLibType, f.Project2());
+    Import(target, file);
+    ASSERT_EQ(target.GetMainTable(0)->RecordCount(), 1);
+    TEmisLibSpectrum* a = source.Emission();
+    TEmisLibSpectrum* b = target.Emission();
+    EXPECT_EQ(std::tuple(b->SpecType(), b->Bmin(), b->Bmax(), b->dBX(), b->EmisRef, b->Sigma),
+              std::tuple(TSpecType::ThirdOctave, 20, 24, 'C', TEmisRef::PerLengthOrArea, 2.5));
+    for (int band = 20; band <= 24; ++band)
+        EXPECT_NEAR(b->GetValue(band), a->GetValue(band), 1e-4) << band;
+    EXPECT_EQ(target.GroupName(0, b->Groups[0]), "Outdoor");
+    EXPECT_EQ(b->Groups[1], 0);
+    EXPECT_EQ(target.GroupName(0, b->Groups[2]), "Loud");
+}
+
+TEST_F(ExportTest, MenuCommandAsksForTheFileAndAFailedExportLeavesNothing) {
+    TFormLibX& editor = Open(kAttenuationLibType, f.Project());
+    Add(editor, R"({"name": "Muffler", "bmin": 30, "bmax": 30, "values": {"30": 12}})"_json);
+    TMenuItem* item = editor.FindMenuItem("ExcelExport1");
+    ASSERT_NE(item, nullptr);
+    const std::string file = f.Root() + "menu.xlsx";
+    f.Ui().ExpectSave("Export", fs::path(file));
+    item->Click();
+    EXPECT_EQ(formats::ReadXlsx(file).Sheets.at(0).Cell(1, 0), "Muffler");
+
+    const std::string missing = f.Root() + "nowhere/atten.xlsx";
+    EXPECT_THROW(editor.ExportToExcel(missing), EKorvelError);
+    EXPECT_FALSE(fs::exists(f.Root() + "nowhere"));
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include "platform/base/Blob.h"
 #include "platform/db/Table.h"
 #include "sound/LegacySchema.h"
+#include "sound/UpdateFixtures.h"
 #include "support/TempDir.h"
 
 #include <cmath>
@@ -91,62 +92,53 @@ TEST(LegacyDirectivity, SpectralGridsTakeTheStepsOfTheFirstGridAndResampleTheOth
                  EKorvelError);
 }
 
-class LegacyRecordTest : public ::testing::Test {
-protected:
-    LegacyRecordTest() : db_(std::make_shared<db::TDatabase>(dir_.File("Riwi.abs"))) {
-        db_->Open(true);
-        db_->CreateTable("Riwi", sound::LegacyRiwiTableDef());
-        db_->CreateTable("Riwi3D", sound::LegacyRiwi3DTableDef());
-        cuts_ = std::make_unique<db::TTable>(db_, "Riwi");
-        grids_ = std::make_unique<db::TTable>(db_, "Riwi3D");
-        cuts_->Open();
-        grids_->Open();
-    }
-    void AddCut(const std::string& name, int step, const std::vector<float>& values) {
-        cuts_->Append();
-        cuts_->FieldByName("ElementName").SetAsString(name);
-        cuts_->FieldByName("Step").SetAsInteger(step);
-        cuts_->FieldByName("Werte").SetAsBytes(FloatsToBlob(values));
-        cuts_->Post();
-    }
-    void AddGrid(const std::string& name, int stepH, int stepV, const std::vector<float>& values) {
-        grids_->Append();
-        grids_->FieldByName("ElementName").SetAsString(name);
-        grids_->FieldByName("StepH").SetAsInteger(stepH);
-        grids_->FieldByName("StepV").SetAsInteger(stepV);
-        grids_->FieldByName("Werte").SetAsBytes(FloatsToBlob(values));
-        grids_->Post();
-    }
-    std::string Error(db::TTable& t, bool grid) {
+// The message each record of an older directivity file is refused with, "no error" for one that is read.
+std::vector<std::string> Refusals(const std::string& file, bool grids) {
+    auto database = std::make_shared<db::TDatabase>(file);
+    database->Open();
+    db::TTable t(database, sound::LegacyTableName(file));
+    t.Open();
+    std::vector<std::string> messages;
+    for (t.First(); !t.Eof(); t.Next()) {
         try {
-            if (grid)
-                (void)ReadLegacyGrid(t);
-            else
-                (void)ReadLegacyCut(t);
+            grids ? (void)ReadLegacyGrid(t) : (void)ReadLegacyCut(t);
+            messages.push_back("no error");
         } catch (const EKorvelError& e) {
-            return e.what();
+            messages.push_back(e.what());
         }
-        return "no error";
     }
+    return messages;
+}
 
-    test::TempDir dir_;
-    std::shared_ptr<db::TDatabase> db_;
-    std::unique_ptr<db::TTable> cuts_, grids_;
-};
-
-TEST_F(LegacyRecordTest, DamagedRecordsAreRefusedWithTheirName) {
-    AddCut("Short", 90, {1, 2, 3}); // 4 values needed
-    EXPECT_NE(Error(*cuts_, false).find("\"Short\" (#1)"), std::string::npos) << Error(*cuts_, false);
-    EXPECT_NE(Error(*cuts_, false).find("damaged"), std::string::npos);
-    AddCut("Odd step", 7, std::vector<float>(51, 0.0f));
-    EXPECT_NE(Error(*cuts_, false).find("does not divide 360"), std::string::npos);
-    AddCut("Nan", 180, {0.0f, std::numeric_limits<float>::quiet_NaN()});
-    EXPECT_NE(Error(*cuts_, false).find("no number"), std::string::npos);
-
-    AddGrid("Long", 90, 90, std::vector<float>(13, 0.0f)); // 12 needed
-    EXPECT_NE(Error(*grids_, true).find("\"Long\""), std::string::npos);
-    AddGrid("Wide", 100, 90, std::vector<float>(12, 0.0f));
-    EXPECT_NE(Error(*grids_, true).find("do not divide"), std::string::npos);
+TEST(LegacyRecordTest, DamagedRecordsAreRefusedWithTheirName) {
+    using namespace sound::test;
+    korvel::test::TempDir dir;
+    auto row = [](const char* name, std::vector<float> values, int stepH, int stepV = 0) {
+        TRow r = {{"ElementName", Text(name)}, {"Werte", FloatsToBlob(values)}};
+        if (stepV == 0) {
+            r["Step"] = Int(stepH);
+        } else {
+            r["StepH"] = Int(stepH);
+            r["StepV"] = Int(stepV);
+        }
+        return r;
+    };
+    MakeTableFile(dir.File("Riwi.abs"), sound::LegacyRiwiTableDef(),
+                  {row("Short", {1, 2, 3}, 90), // 4 values needed
+                   row("Odd step", std::vector<float>(51), 7),
+                   row("Nan", {0.0f, std::numeric_limits<float>::quiet_NaN()}, 180)});
+    MakeTableFile(dir.File("Riwi3D.abs"), sound::LegacyRiwi3DTableDef(),
+                  {row("Long", std::vector<float>(13), 90, 90), // 12 needed
+                   row("Wide", std::vector<float>(12), 100, 90)});
+    const auto cuts = Refusals(dir.File("Riwi.abs"), false);
+    const auto grids = Refusals(dir.File("Riwi3D.abs"), true);
+    ASSERT_EQ(cuts.size(), 3u);
+    ASSERT_EQ(grids.size(), 2u);
+    const std::pair<const std::string*, const char*> expected[] = {
+        {&cuts[0], "\"Short\" (#1)"}, {&cuts[0], "damaged"},   {&cuts[1], "does not divide 360"},
+        {&cuts[2], "no number"},      {&grids[0], "\"Long\""}, {&grids[1], "do not divide"}};
+    for (const auto& [message, part] : expected)
+        EXPECT_NE(message->find(part), std::string::npos) << *message;
 }
 
 } // namespace

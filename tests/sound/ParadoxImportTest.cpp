@@ -1,5 +1,6 @@
-// Table maintenance of the editor frame: Paradox tables of a library kind read into a library (columns by
-// name, name conflicts, cancel), and changing the length of the element-name field.
+// Table maintenance of the editor frame: Paradox tables of a library kind read
+// into a library (columns by name, name conflicts, cancel), and changing the
+// length of the element-name field.
 
 #include "editor/ParadoxImport.h"
 
@@ -10,14 +11,10 @@
 #include "sound/FormLibX.h"
 #include "sound/SoundEditors.h"
 #include "sound/UpdateFixtures.h"
+#include "support/LegacyFiles.h"
 #include "support/LibFolders.h"
 
-#include <cstring>
 #include <gtest/gtest.h>
-// pxlib's header declares C functions without C linkage.
-extern "C" {
-#include <paradox.h>
-}
 
 namespace korvel::sound {
 namespace {
@@ -26,52 +23,8 @@ using namespace acoustic;
 using namespace sound::test;
 using korvel::test::LibFolders;
 
-struct TPxField {
-    const char* Name;
-    char Type;
-    int Len;
-};
-// A cell: text for alpha fields, a number otherwise; empty optional = null.
-using TPxCell = std::optional<std::string>;
-
-// Writes a Paradox table with pxlib's own writer.
-void WriteParadox(const std::string& path, const std::vector<TPxField>& specs,
-                  const std::vector<std::vector<TPxCell>>& rows) {
-    pxdoc_t* doc = PX_new();
-    ASSERT_NE(doc, nullptr);
-    auto* fields = static_cast<pxfield_t*>(doc->malloc(doc, specs.size() * sizeof(pxfield_t), "fields"));
-    for (std::size_t i = 0; i < specs.size(); ++i) {
-        fields[i].px_fname = PX_strdup(doc, specs[i].Name);
-        fields[i].px_ftype = specs[i].Type;
-        fields[i].px_flen = specs[i].Len;
-        fields[i].px_fdc = 0;
-    }
-    ASSERT_EQ(PX_create_file(doc, fields, static_cast<int>(specs.size()), path.c_str(), pxfFileTypNonIndexDB),
-              0);
-    ASSERT_EQ(PX_set_value(doc, "codepage", 1252.0f), 0);
-    for (const auto& row : rows) {
-        std::vector<pxval_t> values(specs.size());
-        std::vector<pxval_t*> pointers(specs.size());
-        for (std::size_t i = 0; i < specs.size(); ++i) {
-            pxval_t& v = values[i];
-            std::memset(&v, 0, sizeof v);
-            v.type = specs[i].Type;
-            v.isnull = row[i] ? 0 : 1;
-            if (row[i] && specs[i].Type == pxfAlpha) {
-                v.value.str.val = const_cast<char*>(row[i]->c_str());
-                v.value.str.len = static_cast<int>(row[i]->size());
-            } else if (row[i] && specs[i].Type == pxfNumber) {
-                v.value.dval = std::stod(*row[i]);
-            } else if (row[i]) {
-                v.value.lval = std::stol(*row[i]);
-            }
-            pointers[i] = &v;
-        }
-        ASSERT_GE(PX_insert_record(doc, pointers.data()), 0);
-    }
-    PX_close(doc);
-    PX_delete(doc);
-}
+using korvel::test::TPxField;
+using korvel::test::WriteParadoxTable;
 
 const std::vector<TPxField> kColumns = {{"ElementName", pxfAlpha, 40},
                                         {"Eintrag", pxfLong, 4},
@@ -82,13 +35,11 @@ const std::vector<TPxField> kColumns = {{"ElementName", pxfAlpha, 40},
 class ParadoxImportTest : public ::testing::Test {
 protected:
     // Imports Emis.DB of the project folder into the project's emission library.
-    bool Import(int& imported, int& skipped, const std::string& file = "Emis.DB") {
+    bool Import(const std::string& file = "Emis.DB") {
         TMyTable lib(TableNames(kEmissionLibType));
         lib.InitLibX(f.Project(), LibName(kEmissionLibType), TableNames(kEmissionLibType), false, true);
         lib.Open();
-        const bool ok = ImportParadox(f.Ui(), "ElementName", lib, f.Project(), file, imported, skipped);
-        lib.Close();
-        return ok;
+        return ImportParadox(f.Ui(), "ElementName", lib, f.Project(), file, imported, skipped);
     }
     std::vector<std::string> Names() {
         std::vector<std::string> names;
@@ -97,14 +48,14 @@ protected:
         return names;
     }
     LibFolders f;
+    int imported = -1, skipped = -1;
 };
 
 TEST_F(ParadoxImportTest, ColumnsAreMatchedByNameAndTheNumberIsTheLibrarys) {
     LibFolders::MakeLibrary(kEmissionLibType, f.Project(), {});
-    WriteParadox(f.Project() + "Emis.DB", kColumns,
-                 {{"Fan", "50", "loud", "91.5", "x"}, {"Pump", "60", std::nullopt, "80", "y"}});
-    int imported = -1, skipped = -1;
-    ASSERT_TRUE(Import(imported, skipped));
+    WriteParadoxTable(f.Project() + "Emis.DB", kColumns,
+                      {{"Fan", 50L, "loud", 91.5, "x"}, {"Pump", 60L, {}, 80.0, "y"}}, 1252);
+    ASSERT_TRUE(Import());
     EXPECT_EQ(imported, 2);
     EXPECT_EQ(skipped, 0);
     const auto rows = FileRows(kEmissionLibType, f.Project());
@@ -123,11 +74,11 @@ TEST_F(ParadoxImportTest, ColumnsAreMatchedByNameAndTheNumberIsTheLibrarys) {
 TEST_F(ParadoxImportTest, SkipAllSkipsLaterConflictsWithoutAsking) {
     LibFolders::MakeLibrary(kEmissionLibType, f.Project(),
                             {{{"ElementName", "Fan"}}, {{"ElementName", "Pump"}}});
-    WriteParadox(f.Project() + "Emis.DB", kColumns,
-                 {{"fan", "1", "a", "1", ""}, {"Pump", "2", "b", "2", ""}, {"Motor", "3", "c", "3", ""}});
+    WriteParadoxTable(f.Project() + "Emis.DB", kColumns,
+                      {{"fan", 1L, "a", 1.0, ""}, {"Pump", 2L, "b", 2.0, ""}, {"Motor", 3L, "c", 3.0, ""}},
+                      1252);
     f.Ui().ExpectNameConflict("fan", TneAction::SkipAll);
-    int imported = 0, skipped = 0;
-    ASSERT_TRUE(Import(imported, skipped));
+    ASSERT_TRUE(Import());
     EXPECT_EQ(imported, 1);
     EXPECT_EQ(skipped, 2);
     EXPECT_EQ(Names(), (std::vector<std::string>{"Fan", "Pump", "Motor"}));
@@ -136,14 +87,13 @@ TEST_F(ParadoxImportTest, SkipAllSkipsLaterConflictsWithoutAsking) {
 TEST_F(ParadoxImportTest, OverwriteKeepsTheNumberAndANewNameIsAskedAgain) {
     LibFolders::MakeLibrary(kEmissionLibType, f.Project(),
                             {{{"ElementName", "Fan"}, {"Kommentar", "before"}}, {{"ElementName", "Pump"}}});
-    WriteParadox(f.Project() + "Emis.DB", kColumns,
-                 {{"Fan", "7", "after", "1", ""}, {"Pump", "8", "copy", "2", ""}});
+    WriteParadoxTable(f.Project() + "Emis.DB", kColumns,
+                      {{"Fan", 7L, "after", 1.0, ""}, {"Pump", 8L, "copy", 2.0, ""}}, 1252);
     // Overwrite holds for one element only: the next conflict is asked again.
     f.Ui()
         .ExpectNameConflict("Fan", TneAction::Overwrite)
         .ExpectNameConflict("Pump", TneAction::NewName, "Pump 2");
-    int imported = 0, skipped = 0;
-    ASSERT_TRUE(Import(imported, skipped));
+    ASSERT_TRUE(Import());
     EXPECT_EQ(imported, 2);
     EXPECT_EQ(skipped, 0);
     const auto rows = FileRows(kEmissionLibType, f.Project());
@@ -156,11 +106,11 @@ TEST_F(ParadoxImportTest, OverwriteKeepsTheNumberAndANewNameIsAskedAgain) {
 
 TEST_F(ParadoxImportTest, CancelStopsAndKeepsTheRowsBefore) {
     LibFolders::MakeLibrary(kEmissionLibType, f.Project(), {{{"ElementName", "Fan"}}});
-    WriteParadox(f.Project() + "Emis.DB", kColumns,
-                 {{"Motor", "1", "", "1", ""}, {"Fan", "2", "", "2", ""}, {"Valve", "3", "", "3", ""}});
+    WriteParadoxTable(f.Project() + "Emis.DB", kColumns,
+                      {{"Motor", 1L, "", 1.0, ""}, {"Fan", 2L, "", 2.0, ""}, {"Valve", 3L, "", 3.0, ""}},
+                      1252);
     f.Ui().ExpectNameConflict("Fan", TneAction::Cancel);
-    int imported = 0, skipped = 0;
-    ASSERT_TRUE(Import(imported, skipped));
+    ASSERT_TRUE(Import());
     EXPECT_EQ(imported, 1);
     EXPECT_EQ(skipped, 1);
     EXPECT_EQ(Names(), (std::vector<std::string>{"Fan", "Motor"}));
@@ -168,18 +118,32 @@ TEST_F(ParadoxImportTest, CancelStopsAndKeepsTheRowsBefore) {
 
 TEST_F(ParadoxImportTest, UnknownKindAndUnreadableTablesImportNothing) {
     LibFolders::MakeLibrary(kEmissionLibType, f.Project(), {});
-    WriteParadox(f.Project() + "Things.DB", kColumns, {{"Fan", "1", "", "1", ""}});
+    WriteParadoxTable(f.Project() + "Things.DB", kColumns, {{"Fan", 1L, "", 1.0, ""}}, 1252);
     f.Ui().ExpectMessage(mtError, "Unknown database type", mrOk);
-    int imported = -1, skipped = -1;
-    EXPECT_FALSE(Import(imported, skipped, "Things.DB"));
+    EXPECT_FALSE(Import("Things.DB"));
     EXPECT_EQ(imported, 0);
     EXPECT_EQ(skipped, 0);
 
-    // A table without the name column and a missing file are refused before anything is written.
-    WriteParadox(f.Project() + "Absor.DB", {{"Name", pxfAlpha, 20}}, {{"Fan"}});
-    EXPECT_THROW(Import(imported, skipped, "Absor.DB"), EKorvelError);
-    EXPECT_THROW(Import(imported, skipped, "Trans.DB"), EKorvelError);
+    // A table without the name column and a missing file are refused before
+    // anything is written.
+    WriteParadoxTable(f.Project() + "Absor.DB", {{"Name", pxfAlpha, 20}}, {{"Fan"}}, 1252);
+    EXPECT_THROW(Import("Absor.DB"), EKorvelError);
+    EXPECT_THROW(Import("Trans.DB"), EKorvelError);
     EXPECT_TRUE(Names().empty());
+}
+
+TEST_F(ParadoxImportTest, LongNamesAreCutToTheNameFieldBeforeTheLookup) {
+    const std::string stored = "Fan " + std::string(36, 'x'); // as long as the name field
+    LibFolders::MakeLibrary(kEmissionLibType, f.Project(), {{{"ElementName", stored}}});
+    WriteParadoxTable(f.Project() + "Emis.DB", {{"ElementName", pxfAlpha, 60}, {"Eintrag", pxfLong, 4}},
+                      {{stored + " left", 1L}, {"Pump", 2L}}, 1252);
+    f.Ui().ExpectNameConflict(stored, TneAction::Skip);
+    ASSERT_TRUE(Import());
+    EXPECT_EQ(imported, 1);
+    EXPECT_EQ(skipped, 1);
+    ASSERT_FALSE(f.Ui().Shown().empty());
+    EXPECT_EQ(f.Ui().Shown().back().Text, stored);
+    EXPECT_EQ(Names(), (std::vector<std::string>{stored, "Pump"}));
 }
 
 // --- length of the element-name field
@@ -245,27 +209,6 @@ TEST_F(NameFieldLengthTest, BadAnswersLeaveTheTableAsItWasAndOpen) {
     EXPECT_EQ(editor.GetMainTable(0)->RecordCount(), 2);
     f.Host().Destroy(editor);
     EXPECT_EQ(NameSize(), 40);
-}
-
-} // namespace
-} // namespace korvel::sound
-
-namespace korvel::sound {
-namespace {
-
-TEST_F(ParadoxImportTest, LongNamesAreCutToTheNameFieldBeforeTheLookup) {
-    const std::string stored = "Fan " + std::string(36, 'x'); // as long as the name field
-    LibFolders::MakeLibrary(kEmissionLibType, f.Project(), {{{"ElementName", stored}}});
-    WriteParadox(f.Project() + "Emis.DB", {{"ElementName", pxfAlpha, 60}, {"Eintrag", pxfLong, 4}},
-                 {{stored + " left", "1"}, {"Pump", "2"}});
-    f.Ui().ExpectNameConflict(stored, TneAction::Skip);
-    int imported = 0, skipped = 0;
-    ASSERT_TRUE(Import(imported, skipped));
-    EXPECT_EQ(imported, 1);
-    EXPECT_EQ(skipped, 1);
-    ASSERT_FALSE(f.Ui().Shown().empty());
-    EXPECT_EQ(f.Ui().Shown().back().Text, stored);
-    EXPECT_EQ(Names(), (std::vector<std::string>{stored, "Pump"}));
 }
 
 } // namespace

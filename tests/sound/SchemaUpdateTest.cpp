@@ -1,9 +1,11 @@
-// Bringing sound libraries up to date on opening: the placing of the older four values on additional
-// properties, filling an empty library from the older file beside it, and the field updates of libraries in
-// an older layout.
+// Bringing sound libraries up to date: on opening, the placing of the older four values on additional
+// properties, filling an empty library from the older file beside it and the field updates of libraries in an
+// older layout; and the conversion of a folder of the older generation.
 
+#include "platform/Errors.h"
 #include "platform/acoustic/AddProp.h"
 #include "platform/acoustic/LibSpectrum.h"
+#include "platform/base/LibEditorRegistry.h"
 #include "platform/db/Restructure.h"
 #include "platform/db/Table.h"
 #include "platform/formula/VarList.h"
@@ -11,10 +13,11 @@
 #include "sound/FormLibX.h"
 #include "sound/SoundEditors.h"
 #include "sound/UpdateFixtures.h"
+#include "support/FileBytes.h"
 #include "support/LibFolders.h"
 
+#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <gtest/gtest.h>
 
@@ -24,6 +27,12 @@ namespace {
 using namespace acoustic;
 using namespace sound::test;
 using korvel::test::LibFolders;
+using korvel::test::ReadAll;
+using korvel::test::WriteAll;
+namespace fs = std::filesystem;
+using TNames = std::vector<std::string>;
+using TProps = std::vector<TAddProp>;
+using TValues = std::vector<db::TValue>;
 
 // --- the four values of the older generation
 
@@ -34,10 +43,7 @@ TEST(ReadFromKennTest, NamesFindTheirDefinitionIgnoringCaseBlanksAndUnit) {
                                                 TAddPropDefList(kTransmissionLibType));
     // The unnamed fourth slot holds a number: nothing may be lost.
     EXPECT_EQ(rest, "Value 4 = 0.1");
-    ASSERT_EQ(props.Items.size(), 3u);
-    EXPECT_EQ(props.Items[0], (TAddProp{"MassPerArea", "250"}));
-    EXPECT_EQ(props.Items[1], (TAddProp{"dRjw,w", "3.5"}));
-    EXPECT_EQ(props.Items[2], (TAddProp{"Thickness", "1500"}));
+    EXPECT_EQ(props.Items, (TProps{{"MassPerArea", "250"}, {"dRjw,w", "3.5"}, {"Thickness", "1500"}}));
 }
 
 TEST(ReadFromKennTest, UnplacedValuesBecomeLinesAndEmptySlotsNothing) {
@@ -48,8 +54,7 @@ TEST(ReadFromKennTest, UnplacedValuesBecomeLinesAndEmptySlotsNothing) {
                            TAddPropDefList(kAttenuationLibType));
     // A second slot naming a property already placed keeps its number in the text.
     EXPECT_EQ(rest, "Pressure drop = 7.25\r\nlength = 0");
-    ASSERT_EQ(props.Items.size(), 1u);
-    EXPECT_EQ(props.Items[0], (TAddProp{"Length", "1e-07"}));
+    EXPECT_EQ(props.Items, (TProps{{"Length", "1e-07"}}));
 
     TAddPropList none;
     EXPECT_EQ(none.ReadFromKenn({0, 0, 0, 0}, {"", "", "", ""}, TAddPropDefList(kEmissionLibType)), "");
@@ -61,16 +66,20 @@ TEST(ReadFromKennTest, UnplacedValuesBecomeLinesAndEmptySlotsNothing) {
 
 // --- opening
 
+const TNames kKennFields = {"Kennwerte1", "Kennwerte2", "Kennwerte3", "Kennwerte4",
+                            "KennNames1", "KennNames2", "KennNames3", "KennNames4"};
+
 class SchemaUpdateTest : public ::testing::Test {
 protected:
-    TFormLibX& Open(int libType, const std::vector<std::string>& folders) {
-        return OpenSoundEditor(f, libType, folders);
-    }
     void OpenAndClose(int libType, const std::string& folder) {
-        TFormLibX& editor = Open(libType, {folder});
-        f.Host().Destroy(editor);
+        f.Host().Destroy(OpenSoundEditor(f, libType, {folder}));
     }
-    static bool Has(const db::TTableDef& def, const char* field) { return def.FindField(field) != nullptr; }
+    // Those of the fields that the kind's library in folder has.
+    static TNames Present(int libType, const std::string& folder, TNames fields) {
+        const db::TTableDef def = FileLayout(libType, folder);
+        std::erase_if(fields, [&def](const std::string& name) { return def.FindField(name) == nullptr; });
+        return fields;
+    }
     bool Logged(const std::string& fragment) {
         if (!f.Host().HasLog())
             return false;
@@ -97,13 +106,20 @@ protected:
         t.Post();
         t.Close();
     }
-    static std::vector<std::uint8_t> Floats(const std::vector<float>& values) {
-        std::vector<std::uint8_t> bytes;
-        for (float v : values) {
-            const auto* p = reinterpret_cast<const std::uint8_t*>(&v);
-            bytes.insert(bytes.end(), p, p + sizeof v);
+    static db::TValue Vars(const TNames& names) {
+        formula::TVarList list;
+        formula::TVariable v;
+        v.Value = 12.5;
+        for (const std::string& name : names) {
+            v.Name = name;
+            list.Add(v);
         }
-        return bytes;
+        return db::TValue(list.ToBlob());
+    }
+    static TProps Props(const TRow& row) {
+        TAddPropList props;
+        props.FromBlob(std::get<std::vector<std::uint8_t>>(row.at("AddProp")));
+        return props.Items;
     }
     LibFolders f;
 };
@@ -113,21 +129,16 @@ TEST_F(SchemaUpdateTest, EmptyProjectLibraryIsFilledFromTheOlderFileAndUpdatedAt
     std::vector<float> values(44, -199.0f);
     values[20] = 80.0f;
     values[21] = 82.5f;
-    const std::vector<std::uint8_t> spectrum = Floats(values);
-    MakeOlderFile(kEmissionLibType, f.Project(),
-                  {{{"Eintrag", Int(4)},
-                    {"ElementName", Text("Fan")},
-                    {"Gruppen1", Int(2)},
-                    {"SpecType", Int(0)},
-                    {"BMin", Int(20)},
-                    {"BMax", Int(21)},
-                    {"Spectrum", db::TValue(spectrum)},
-                    {"dBX", Text("A")},
-                    {"EmisRef", Int(0)}},
-                   {{"Eintrag", Int(9)}, {"ElementName", Text("Pump")}, {"dBX", Text("A")}}},
-                  {{{"GruppenName", Text("Roof")}}, {{"GruppenName", Text("Hall")}}});
+    std::vector<std::uint8_t> spectrum(values.size() * sizeof(float));
+    std::memcpy(spectrum.data(), values.data(), spectrum.size());
+    std::vector<TRow> older = Rows(R"([{"Eintrag": 4, "ElementName": "Fan", "Gruppen1": 2, "SpecType": 0,
+                                         "BMin": 20, "BMax": 21, "dBX": "A", "EmisRef": 0},
+                                        {"Eintrag": 9, "ElementName": "Pump", "dBX": "A"}])");
+    older[0]["Spectrum"] = db::TValue(spectrum);
+    MakeOlderFile(kEmissionLibType, f.Project(), older,
+                  Rows(R"([{"GruppenName": "Roof"}, {"GruppenName": "Hall"}])"));
 
-    TFormLibX& editor = Open(kEmissionLibType, {f.Project()});
+    TFormLibX& editor = OpenSoundEditor(f, kEmissionLibType, {f.Project()});
     EXPECT_TRUE(Logged("Updating library \"" + f.Project() + "Emis.abs\""));
     ASSERT_TRUE(editor.GotoElementNo(0, 4));
     EXPECT_EQ(editor.GetElementName(0), "Fan");
@@ -137,140 +148,89 @@ TEST_F(SchemaUpdateTest, EmptyProjectLibraryIsFilledFromTheOlderFileAndUpdatedAt
     EXPECT_EQ(editor.GetElementName(0), "Pump");
     f.Host().Destroy(editor);
     // That opening only filled the library: its layout is still the older one.
-    db::TTableDef layout = FileLayout(kEmissionLibType, f.Project());
-    EXPECT_TRUE(Has(layout, "VarList"));
-    EXPECT_FALSE(Has(layout, "AddProp"));
-    EXPECT_FALSE(Has(layout, "Color"));
+    EXPECT_EQ(Present(kEmissionLibType, f.Project(), {"VarList", "AddProp", "Color"}), TNames{"VarList"});
 
     // Now the library holds elements, so the fields are brought up to date although Emis.abs is still there.
     f.Host().FreeLog();
     OpenAndClose(kEmissionLibType, f.Project());
     EXPECT_FALSE(Logged("Updating library"));
-    layout = FileLayout(kEmissionLibType, f.Project());
-    EXPECT_FALSE(Has(layout, "VarList"));
-    for (const char* field : {"VarListIn", "VarListOut", "VarlistLoc", "HeightAboveGround", "Sigma",
-                              "EmisEntrytype", "Formula", "AddProp", "Color"})
-        EXPECT_TRUE(Has(layout, field)) << field;
-    const auto rows = FileRows(kEmissionLibType, f.Project());
-    ASSERT_EQ(rows.size(), 2u);
-    EXPECT_EQ(rows[0].at("Eintrag"), Int(4));
-    EXPECT_EQ(rows[1].at("Eintrag"), Int(9));
+    const TNames current = {"VarListIn",         "VarListOut", "VarlistLoc",
+                            "HeightAboveGround", "Sigma",      "EmisEntrytype",
+                            "Formula",           "AddProp",    "Color"};
+    EXPECT_EQ(Present(kEmissionLibType, f.Project(), current), current);
+    EXPECT_TRUE(Present(kEmissionLibType, f.Project(), {"VarList"}).empty());
+    EXPECT_EQ(Column(kEmissionLibType, f.Project(), "Eintrag"), (TValues{Int(4), Int(9)}));
 }
 
 TEST_F(SchemaUpdateTest, EmissionVariablesMoveToTheInputListAndTheOldFieldGoes) {
-    formula::TVarList list;
-    formula::TVariable speed;
-    speed.Name = "Speed";
-    speed.Value = 12.5;
-    list.Add(speed);
-    const std::vector<std::uint8_t> vars = list.ToBlob();
     MakeOlderLayoutLibrary(kEmissionLibType, f.Project(),
-                           {{{"ElementName", Text("With variables")}, {"VarList", db::TValue(vars)}},
+                           {{{"ElementName", Text("With variables")}, {"VarList", Vars({"Speed"})}},
                             {{"ElementName", Text("Without")}}});
     OpenAndClose(kEmissionLibType, f.Project());
     const db::TTableDef layout = FileLayout(kEmissionLibType, f.Project());
-    EXPECT_FALSE(Has(layout, "VarList"));
+    EXPECT_EQ(layout.FindField("VarList"), nullptr);
     EXPECT_EQ(layout.FindField("VarListIn")->DataType, db::TFieldType::Blob);
     EXPECT_EQ(layout.FindField("EmisEntrytype")->DataType, db::TFieldType::Word);
     EXPECT_EQ(layout.FindField("Formula")->DataType, db::TFieldType::Memo);
     EXPECT_EQ(layout.FindField("HeightAboveGround")->DataType, db::TFieldType::Float);
-    const auto rows = FileRows(kEmissionLibType, f.Project());
-    ASSERT_EQ(rows.size(), 2u);
-    EXPECT_EQ(rows[0].at("VarListIn"), db::TValue(vars));
-    EXPECT_EQ(rows[1].at("VarListIn"), db::TValue());
+    EXPECT_EQ(Column(kEmissionLibType, f.Project(), "VarListIn"), (TValues{Vars({"Speed"}), db::TValue()}));
+}
+
+// The variables were copied and may have been edited since, but the older field could not be removed.
+TEST_F(SchemaUpdateTest, LeftoverVariableFieldOnlyFillsEmptyInputLists) {
+    MakeOlderLayoutLibrary(kEmissionLibType, f.Project(),
+                           {{{"ElementName", Text("Edited")}, {"VarList", Vars({"Speed"})}},
+                            {{"ElementName", Text("Not copied")}, {"VarList", Vars({"Speed"})}}});
+    AddBlobAndSetFirst(kEmissionLibType, "VarListIn", std::get<TBlob>(Vars({"Speed", "Load"})), {});
+    OpenAndClose(kEmissionLibType, f.Project());
+    EXPECT_TRUE(Present(kEmissionLibType, f.Project(), {"VarList"}).empty());
+    EXPECT_EQ(Column(kEmissionLibType, f.Project(), "VarListIn"),
+              (TValues{Vars({"Speed", "Load"}), Vars({"Speed"})}));
 }
 
 TEST_F(SchemaUpdateTest, TransmissionGainsPropertiesFromTheFourValuesAndTheRestGoesToTheComment) {
-    MakeOlderLayoutLibrary(
-        kTransmissionLibType, f.Project(),
-        {{{"ElementName", Text("Wall")},
-          {"Kommentar", Text("Brick")},
-          {"Kennwerte1", Num(250)},
-          {"KennNames1", Text("Mass per area")},
-          {"Kennwerte2", Num(12.5)},
-          {"KennNames2", Text("Porosity")}},
-         {{"ElementName", Text("Door")}, {"Kennwerte3", Num(40)}, {"KennNames3", Text("thickness")}}});
+    MakeOlderLayoutLibrary(kTransmissionLibType, f.Project(),
+                           Rows(R"([{"ElementName": "Wall", "Kommentar": "Brick", "Kennwerte1": 250.0,
+                                     "KennNames1": "Mass per area", "Kennwerte2": 12.5, "KennNames2": "Porosity"},
+                                    {"ElementName": "Door", "Kennwerte3": 40.0, "KennNames3": "thickness"}])"));
     OpenAndClose(kTransmissionLibType, f.Project());
-    const db::TTableDef layout = FileLayout(kTransmissionLibType, f.Project());
-    EXPECT_TRUE(Has(layout, "AddProp"));
-    EXPECT_EQ(layout.FindField("BauteilTyp")->DataType, db::TFieldType::Integer);
-    for (int i = 1; i <= 4; ++i) {
-        EXPECT_FALSE(Has(layout, ("Kennwerte" + std::to_string(i)).c_str()));
-        EXPECT_FALSE(Has(layout, ("KennNames" + std::to_string(i)).c_str()));
-    }
+    EXPECT_EQ(FileLayout(kTransmissionLibType, f.Project()).FindField("BauteilTyp")->DataType,
+              db::TFieldType::Integer);
+    TNames fields = kKennFields;
+    fields.push_back("AddProp");
+    EXPECT_EQ(Present(kTransmissionLibType, f.Project(), fields), TNames{"AddProp"});
     const auto rows = FileRows(kTransmissionLibType, f.Project());
     ASSERT_EQ(rows.size(), 2u);
-    TAddPropList wall;
-    wall.FromBlob(std::get<std::vector<std::uint8_t>>(rows[0].at("AddProp")));
-    EXPECT_EQ(wall.Items, (std::vector<TAddProp>{{"MassPerArea", "250"}}));
+    EXPECT_EQ(Props(rows[0]), (TProps{{"MassPerArea", "250"}}));
     EXPECT_EQ(rows[0].at("Kommentar"), Text("Brick\n\rPorosity = 12.5"));
-    TAddPropList door;
-    door.FromBlob(std::get<std::vector<std::uint8_t>>(rows[1].at("AddProp")));
-    EXPECT_EQ(door.Items, (std::vector<TAddProp>{{"Thickness", "40"}}));
+    EXPECT_EQ(Props(rows[1]), (TProps{{"Thickness", "40"}}));
     // Everything placed: the comment stays as it was.
     EXPECT_EQ(rows[1].at("Kommentar"), db::TValue());
-    for (const auto& row : rows) {
-        const auto color = static_cast<std::uint32_t>(std::get<std::int64_t>(row.at("Color")));
-        EXPECT_LE(color >> 16, 254u);
-        EXPECT_LE((color >> 8) & 0xFF, 254u);
-        EXPECT_LE(color & 0xFF, 254u);
-        EXPECT_EQ(color >> 24, 0u);
+    for (const auto& row : rows) { // each channel drawn from 0 to 254, nothing above
+        const auto c = std::get<std::int64_t>(row.at("Color"));
+        EXPECT_TRUE(c >= 0 && c >> 16 < 255 && (c >> 8 & 0xFF) < 255 && (c & 0xFF) < 255) << c;
     }
 }
 
 // An earlier opening added AddProp but its fill was rolled back (all null), or the fill went through (the
 // first record) and the removal of the older fields was refused: the next opening finishes the move.
 TEST_F(SchemaUpdateTest, InterruptedPropertyStepIsFinishedWithoutRepeatingTheComment) {
-    MakeOlderLayoutLibrary(
-        kTransmissionLibType, f.Project(),
-        {{{"ElementName", Text("Wall")}, {"Kennwerte1", Num(3)}, {"KennNames1", Text("x")}},
-         {{"ElementName", Text("Door")},
-          {"Kommentar", Text("Oak")},
-          {"Kennwerte1", Num(40)},
-          {"KennNames1", Text("Thickness")},
-          {"Kennwerte2", Num(7)},
-          {"KennNames2", Text("y")}}});
+    MakeOlderLayoutLibrary(kTransmissionLibType, f.Project(),
+                           Rows(R"([{"ElementName": "Wall", "Kennwerte1": 3.0, "KennNames1": "x"},
+                                    {"ElementName": "Door", "Kommentar": "Oak", "Kennwerte1": 40.0,
+                                     "KennNames1": "Thickness", "Kennwerte2": 7.0, "KennNames2": "y"}])"));
     // Its only value went to the comment, so the list it got is empty.
     AddBlobAndSetFirst(kTransmissionLibType, "AddProp", {}, {{"Kommentar", Text("\n\rx = 3")}});
     OpenAndClose(kTransmissionLibType, f.Project());
-    const db::TTableDef layout = FileLayout(kTransmissionLibType, f.Project());
-    EXPECT_TRUE(Has(layout, "BauteilTyp"));
-    for (int i = 1; i <= 4; ++i) {
-        EXPECT_FALSE(Has(layout, ("Kennwerte" + std::to_string(i)).c_str()));
-        EXPECT_FALSE(Has(layout, ("KennNames" + std::to_string(i)).c_str()));
-    }
+    TNames fields = kKennFields;
+    fields.push_back("BauteilTyp");
+    EXPECT_EQ(Present(kTransmissionLibType, f.Project(), fields), TNames{"BauteilTyp"});
     const auto rows = FileRows(kTransmissionLibType, f.Project());
     ASSERT_EQ(rows.size(), 2u);
     EXPECT_EQ(rows[0].at("Kommentar"), Text("\n\rx = 3"));
     EXPECT_EQ(rows[0].at("AddProp"), db::TValue(std::vector<std::uint8_t>{}));
-    TAddPropList door;
-    door.FromBlob(std::get<std::vector<std::uint8_t>>(rows[1].at("AddProp")));
-    EXPECT_EQ(door.Items, (std::vector<TAddProp>{{"Thickness", "40"}}));
+    EXPECT_EQ(Props(rows[1]), (TProps{{"Thickness", "40"}}));
     EXPECT_EQ(rows[1].at("Kommentar"), Text("Oak\n\ry = 7"));
-}
-
-// The variables were copied and may have been edited since, but the older field could not be removed.
-TEST_F(SchemaUpdateTest, LeftoverVariableFieldOnlyFillsEmptyInputLists) {
-    formula::TVarList oldList;
-    formula::TVariable speed;
-    speed.Name = "Speed";
-    speed.Value = 12.5;
-    oldList.Add(speed);
-    formula::TVarList edited = oldList;
-    speed.Name = "Load";
-    edited.Add(speed);
-    const std::vector<std::uint8_t> oldVars = oldList.ToBlob();
-    const std::vector<std::uint8_t> editedVars = edited.ToBlob();
-    MakeOlderLayoutLibrary(kEmissionLibType, f.Project(),
-                           {{{"ElementName", Text("Edited")}, {"VarList", db::TValue(oldVars)}},
-                            {{"ElementName", Text("Not copied")}, {"VarList", db::TValue(oldVars)}}});
-    AddBlobAndSetFirst(kEmissionLibType, "VarListIn", editedVars, {});
-    OpenAndClose(kEmissionLibType, f.Project());
-    EXPECT_FALSE(Has(FileLayout(kEmissionLibType, f.Project()), "VarList"));
-    const auto rows = FileRows(kEmissionLibType, f.Project());
-    ASSERT_EQ(rows.size(), 2u);
-    EXPECT_EQ(rows[0].at("VarListIn"), db::TValue(editedVars));
-    EXPECT_EQ(rows[1].at("VarListIn"), db::TValue(oldVars));
 }
 
 TEST_F(SchemaUpdateTest, AbsorptionGainsScatteringAndColourAttenuationNoColour) {
@@ -278,21 +238,14 @@ TEST_F(SchemaUpdateTest, AbsorptionGainsScatteringAndColourAttenuationNoColour) 
     MakeOlderLayoutLibrary(kAttenuationLibType, f.Project(), {{{"ElementName", Text("Silencer")}}});
     OpenAndClose(kAbsorptionLibType, f.Project());
     OpenAndClose(kAttenuationLibType, f.Project());
-    const db::TTableDef absorption = FileLayout(kAbsorptionLibType, f.Project());
-    EXPECT_TRUE(Has(absorption, "ScatValues"));
-    EXPECT_TRUE(Has(absorption, "Color"));
-    EXPECT_TRUE(Has(absorption, "AddProp"));
-    EXPECT_FALSE(Has(absorption, "BauteilTyp"));
-    const db::TTableDef attenuation = FileLayout(kAttenuationLibType, f.Project());
-    EXPECT_TRUE(Has(attenuation, "AddProp"));
-    EXPECT_FALSE(Has(attenuation, "Color"));
-    EXPECT_FALSE(Has(attenuation, "ScatValues"));
+    const TNames fields = {"ScatValues", "Color", "AddProp", "BauteilTyp"};
+    EXPECT_EQ(Present(kAbsorptionLibType, f.Project(), fields), (TNames{"ScatValues", "Color", "AddProp"}));
+    EXPECT_EQ(Present(kAttenuationLibType, f.Project(), fields), TNames{"AddProp"});
 }
 
 TEST_F(SchemaUpdateTest, SecondOpeningChangesNothingAndSystemLibrariesAreNeverTouched) {
-    MakeOlderLayoutLibrary(
-        kTransmissionLibType, f.Global(),
-        {{{"ElementName", Text("Wall")}, {"Kennwerte1", Num(3)}, {"KennNames1", Text("x")}}});
+    MakeOlderLayoutLibrary(kTransmissionLibType, f.Global(),
+                           Rows(R"([{"ElementName": "Wall", "Kennwerte1": 3.0, "KennNames1": "x"}])"));
     OpenAndClose(kTransmissionLibType, f.Global());
     const db::TTableDef layout = FileLayout(kTransmissionLibType, f.Global());
     const auto rows = FileRows(kTransmissionLibType, f.Global());
@@ -308,32 +261,21 @@ TEST_F(SchemaUpdateTest, SecondOpeningChangesNothingAndSystemLibrariesAreNeverTo
     EXPECT_EQ(FieldNames(FileLayout(kTransmissionLibType, f.System())), FieldNames(system));
 }
 
-TEST_F(SchemaUpdateTest, DirectivityFileBesideANonEmptyLibraryDoesNotStopTheUpdate) {
+TEST_F(SchemaUpdateTest, DirectivityFileBesideAnOlderLibraryStopsOnlyTheFillOfAnEmptyOne) {
+    // Beside a library with elements the fields are updated and the file stays.
     MakeOlderLayoutLibrary(kEmissionLibType, f.Project(), {{{"ElementName", Text("Fan")}}});
     MakeTableFile(f.Project() + kLegacyRiwiFile, LegacyRiwiTableDef(), {});
     OpenAndClose(kEmissionLibType, f.Project());
     EXPECT_FALSE(Logged("Updating library"));
-    const db::TTableDef layout = FileLayout(kEmissionLibType, f.Project());
-    EXPECT_FALSE(Has(layout, "VarList"));
-    EXPECT_TRUE(Has(layout, "Color"));
-    EXPECT_TRUE(std::filesystem::exists(f.Project() + kLegacyRiwiFile));
-}
+    EXPECT_EQ(Present(kEmissionLibType, f.Project(), {"VarList", "Color"}), TNames{"Color"});
+    EXPECT_TRUE(fs::exists(f.Project() + kLegacyRiwiFile));
 
-TEST_F(SchemaUpdateTest, EmptyLibraryWithOnlyTheDirectivityFileIsLeftForTheNextOpening) {
-    MakeOlderLayoutLibrary(kEmissionLibType, f.Project(), {});
-    MakeTableFile(f.Project() + kLegacyRiwiFile, LegacyRiwiTableDef(), {});
-    OpenAndClose(kEmissionLibType, f.Project());
+    // An empty library with only the directivity file is left for the next opening.
+    MakeOlderLayoutLibrary(kEmissionLibType, f.Project2(), {});
+    MakeTableFile(f.Project2() + kLegacyRiwiFile, LegacyRiwiTableDef(), {});
+    OpenAndClose(kEmissionLibType, f.Project2());
     EXPECT_TRUE(Logged("Updating library"));
-    EXPECT_TRUE(Has(FileLayout(kEmissionLibType, f.Project()), "VarList"));
-}
-
-TEST_F(SchemaUpdateTest, DamagedOlderFileIsLoggedAndTheLibraryStaysEmpty) {
-    MakeOlderLayoutLibrary(kAbsorptionLibType, f.Project(), {});
-    std::ofstream(f.Project() + "Absor.abs", std::ios::binary) << "this is not a library file";
-    TFormLibX& editor = Open(kAbsorptionLibType, {f.Project()});
-    EXPECT_TRUE(Logged("Error while updating "));
-    EXPECT_TRUE(editor.GetMainTable(0)->IsEmpty());
-    f.Host().Destroy(editor);
+    EXPECT_EQ(Present(kEmissionLibType, f.Project2(), {"VarList"}), TNames{"VarList"});
 }
 
 // A dialog service that keeps a cursor open on the library during the first restructure, so the engine
@@ -367,7 +309,7 @@ TEST(SchemaUpdateFailureTest, RefusedRestructureIsShownAndTheOtherStepsRun) {
     TLibHost host(ui);
     MakeOlderLayoutLibrary(
         kTransmissionLibType, folder,
-        {{{"ElementName", Text("Wall")}, {"Kennwerte1", Num(250)}, {"KennNames1", Text("MassPerArea")}}});
+        Rows(R"([{"ElementName": "Wall", "Kennwerte1": 250.0, "KennNames1": "MassPerArea"}])"));
 
     auto& editor = dynamic_cast<TFormLibX&>(host.Adopt(CreateLib(host, kTransmissionLibType)));
     std::unique_ptr<db::TTable> reader;
@@ -393,6 +335,138 @@ TEST(SchemaUpdateFailureTest, RefusedRestructureIsShownAndTheOtherStepsRun) {
     EXPECT_NE(layout.FindField("Kennwerte1"), nullptr);
     EXPECT_NE(layout.FindField("Color"), nullptr);
     EXPECT_EQ(FileRows(kTransmissionLibType, folder).at(0).at("Kennwerte1"), Num(250));
+}
+
+// --- converting a folder: the four sound kinds become current libraries with their numbers and groups, the
+// older files go to the backup folder and leave the folder, and a kind that could not be converted keeps them
+
+// Keeps what the log showed when the conversion presented it.
+class RecordingHost : public TLibHost {
+public:
+    using TLibHost::TLibHost;
+    void ShowLog(bool modal) override {
+        if (!modal)
+            return;
+        ++ModalShows;
+        for (const auto& e : Log().Entries())
+            Shown += e.Text + "\n";
+    }
+    int ModalShows = 0;
+    std::string Shown;
+};
+
+// An editor whose conversion fails, standing in for a kind's converter.
+class TFailingConverter : public TCustomLibForm {
+public:
+    explicit TFailingConverter(TLibHost& host) : TCustomLibForm(host, "FailingConverter") {
+        SetLibType(kAbsorptionLibType);
+    }
+    void OpenForConversion(const std::string&) override { throw EKorvelError("the old file is damaged"); }
+};
+
+class ConvertTest : public ::testing::Test {
+protected:
+    ConvertTest() {
+        fs::create_directories(root_.Path() / "old");
+        SetGlobalLibPath((root_.Path() / "global").string());
+    }
+    // The folder with a trailing separator, as the libraries are located; the service takes it without.
+    void Convert() { ConvertLibrary(host_, folder_.substr(0, folder_.size() - 1)); }
+    std::string GroupName(int libType, std::int64_t number) {
+        TMyTable lib(TableNames(libType));
+        lib.InitLibX(folder_, LibName(libType), TableNames(libType), true, true);
+        lib.Open();
+        db::TTable& groups = *lib.GetItem(1);
+        std::string name;
+        for (groups.First(); !groups.Eof(); groups.Next())
+            if (groups.FieldByName("Eintrag").AsLargeInt() == number)
+                name = groups.FieldByName("GruppenName").AsString();
+        lib.Close();
+        return name;
+    }
+    // Whether each file is in the folder and in its backup folder.
+    void ExpectFiles(const TNames& files, bool inFolder) const {
+        for (const std::string& file : files) {
+            EXPECT_EQ(fs::exists(folder_ + file), inFolder) << file;
+            EXPECT_TRUE(fs::exists(folder_ + "backup/" + file)) << file;
+        }
+    }
+
+    korvel::test::SettingsSandbox settings_;
+    korvel::test::TempDir root_;
+    korvel::test::TTestUi ui_;
+    RecordingHost host_{ui_};
+    const std::string folder_ = (root_.Path() / "old").string() + "/";
+};
+
+TEST_F(ConvertTest, FolderOfTheOlderGenerationBecomesCurrentLibraries) {
+    MakeOlderFile(
+        kEmissionLibType, folder_,
+        {{{"Eintrag", Int(4)}, {"ElementName", Text("Fan")}, {"Gruppen1", Int(2)}, {"dBX", Text("A")}},
+         {{"Eintrag", Int(9)}, {"ElementName", Text("Pump")}, {"dBX", Text("A")}}},
+        {{{"GruppenName", Text("Roof")}}, {{"GruppenName", Text("Hall")}}});
+    MakeOlderFile(kTransmissionLibType, folder_,
+                  {{{"Eintrag", Int(3)}, {"ElementName", Text("Wall")}, {"Rw", Num(52)}}}, {});
+    MakeOlderFile(kAbsorptionLibType, folder_, {{{"ElementName", Text("Foam")}}}, {});
+    MakeOlderFile(kAttenuationLibType, folder_, {{{"ElementName", Text("Silencer")}}}, {});
+    MakeTableFile(folder_ + kLegacyRiwiFile, LegacyRiwiTableDef(), {});
+    WriteAll(folder_ + "Emis.fil", "filter");
+    const std::string emisBytes = ReadAll(folder_ + "Emis.abs");
+
+    Convert();
+
+    const auto emission = FileRows(kEmissionLibType, folder_);
+    ASSERT_EQ(emission.size(), 2u);
+    EXPECT_EQ(emission[0].at("Eintrag"), Int(4));
+    EXPECT_EQ(emission[1].at("Eintrag"), Int(9));
+    EXPECT_EQ(Column(kEmissionLibType, folder_, "ElementName"), (TValues{Text("Fan"), Text("Pump")}));
+    EXPECT_EQ(GroupName(kEmissionLibType, std::get<std::int64_t>(emission[0].at("Gruppen1"))), "Hall");
+    EXPECT_EQ(FileRows(kTransmissionLibType, folder_).at(0).at("Eintrag"), Int(3));
+    EXPECT_EQ(Column(kTransmissionLibType, folder_, "ElementName"), TValues{Text("Wall")});
+    EXPECT_EQ(Column(kAbsorptionLibType, folder_, "ElementName"), TValues{Text("Foam")});
+    EXPECT_EQ(Column(kAttenuationLibType, folder_, "ElementName"), TValues{Text("Silencer")});
+    // The converted libraries are current: their layout came from the kind, not from the older file.
+    EXPECT_NE(FileLayout(kTransmissionLibType, folder_).FindField("AddProp"), nullptr);
+    EXPECT_EQ(FileLayout(kEmissionLibType, folder_).FindField("VarList"), nullptr);
+
+    ExpectFiles({"Emis.abs", "EmisGrp.abs", "Emis.fil", "Riwi.abs", "Trans.abs", "TransGrp.abs", "Absor.abs",
+                 "AbsorGrp.abs", "Atten.abs", "AttenGrp.abs"},
+                false);
+    EXPECT_EQ(ReadAll(folder_ + "backup/Emis.abs"), emisBytes);
+    // The messages of the conversion were shown once, and the log is gone afterwards.
+    EXPECT_EQ(host_.ModalShows, 1);
+    EXPECT_NE(host_.Shown.find("Updating library \"" + folder_ + "Emis.abs\""), std::string::npos);
+    EXPECT_NE(host_.Shown.find("Updating library \"" + folder_ + "Atten.abs\""), std::string::npos);
+    EXPECT_FALSE(host_.HasLog());
+}
+
+// A kind with a current library is left alone but its older files go; a kind whose import or converter
+// failed keeps them for another attempt, and the others go on.
+TEST_F(ConvertTest, KindsThatWereNotConvertedKeepTheirOlderFilesOnlyWhenTheyFailed) {
+    korvel::test::LibFolders::MakeLibrary(kEmissionLibType, folder_, {{{"ElementName", "Existing"}}});
+    MakeOlderFile(kEmissionLibType, folder_, {{{"ElementName", Text("Old")}, {"dBX", Text("A")}}}, {});
+    WriteAll(folder_ + "Emis.fil", "filter");
+    WriteAll(folder_ + "Trans.abs", "damaged beyond reading");
+    MakeOlderFile(kAttenuationLibType, folder_, {{{"ElementName", Text("Silencer")}}}, {});
+    for (const char* name : {"Absor.abs", "Absor.fil", "AbsorGrp.abs"})
+        WriteAll(folder_ + name, std::string("old ") + name);
+    TScopedLibEditor converter(kAbsorptionLibType,
+                               [](TLibHost& host, int) -> std::unique_ptr<TCustomLibForm> {
+                                   return std::make_unique<TFailingConverter>(host);
+                               });
+
+    Convert();
+
+    EXPECT_EQ(Column(kEmissionLibType, folder_, "ElementName"), TValues{Text("Existing")});
+    ExpectFiles({"Emis.abs", "EmisGrp.abs", "Emis.fil"}, false);
+    ExpectFiles({"Trans.abs", "Absor.abs", "Absor.fil", "AbsorGrp.abs"}, true);
+    EXPECT_FALSE(fs::exists(folder_ + LibName(kAbsorptionLibType)));
+    EXPECT_EQ(Column(kAttenuationLibType, folder_, "ElementName"), TValues{Text("Silencer")});
+    ExpectFiles({"Atten.abs", "AttenGrp.abs"}, false);
+    EXPECT_EQ(host_.ModalShows, 1);
+    EXPECT_NE(host_.Shown.find("Error while updating "), std::string::npos) << host_.Shown;
+    EXPECT_NE(host_.Shown.find("the old file is damaged"), std::string::npos) << host_.Shown;
+    EXPECT_EQ(host_.Shown.find("Emis"), std::string::npos) << host_.Shown;
 }
 
 } // namespace

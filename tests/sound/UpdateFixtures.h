@@ -13,7 +13,9 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <memory>
+#include <nlohmann/json.hpp>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace korvel::sound::test {
@@ -96,6 +98,14 @@ inline std::vector<TRow> FileRows(int libType, const std::string& folder) {
     return rows;
 }
 
+// One field of every record of the kind's main table in folder, in number order.
+inline std::vector<db::TValue> Column(int libType, const std::string& folder, const std::string& field) {
+    std::vector<db::TValue> values;
+    for (const TRow& row : FileRows(libType, folder))
+        values.push_back(row.at(field));
+    return values;
+}
+
 inline db::TValue Text(std::string s) {
     return db::TValue(std::move(s));
 }
@@ -104,6 +114,19 @@ inline db::TValue Int(std::int64_t v) {
 }
 inline db::TValue Num(double v) {
     return db::TValue(v);
+}
+
+// Rows written as a JSON array of objects: strings become text, whole numbers integers, others floats.
+inline std::vector<TRow> Rows(std::string_view jsonText) {
+    std::vector<TRow> rows;
+    for (const auto& object : nlohmann::json::parse(jsonText)) {
+        TRow& row = rows.emplace_back();
+        for (const auto& [field, value] : object.items())
+            row[field] = value.is_string()           ? Text(value.get<std::string>())
+                         : value.is_number_integer() ? Int(value.get<std::int64_t>())
+                                                     : Num(value.get<double>());
+    }
+    return rows;
 }
 
 } // namespace korvel::sound::test

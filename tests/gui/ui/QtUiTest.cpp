@@ -1,41 +1,62 @@
+// The Qt dialog service and what it shows: message boxes, input, colour and file dialogs, the clipboard and
+// the wait cursor; the log view; and the driver that answers the modal dialogs in these tests.
+
 #include "gui/ui/QtUi.h"
 
 #include "gui/DialogDriver.h"
-#include "gui/base/QtText.h"
+#include "gui/ui/FileFilters.h"
+#include "gui/ui/LogView.h"
 #include "platform/Errors.h"
 #include "platform/ui/Form.h"
 #include "platform/ui/ListCtrls.h"
 #include "platform/ui/StdCtrls.h"
+#include "support/TempDir.h"
 
 #include <QAbstractButton>
 #include <QApplication>
 #include <QBuffer>
-#include <QClipboard>
 #include <QColorDialog>
+#include <QFileDialog>
 #include <QImage>
 #include <QInputDialog>
 #include <QLabel>
 #include <QMessageBox>
+#include <QProgressBar>
 #include <QPushButton>
-#include <QScreen>
 #include <QTest>
+#include <QTreeWidget>
+#include <algorithm>
+#include <fstream>
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
 namespace korvel::gui {
 namespace {
 
+namespace fs = std::filesystem;
 using test::AnswerNextModal;
 using test::ClickButton;
+using test::ModalText;
+using test::PendingModalAnswers;
+using test::SetLineEditText;
 
 // What a message box showed, and the result MessageDlg returned after `act` ran on it.
 struct TShownBox {
     QString Title;
     QString Text;
+    QMessageBox::Icon Icon = QMessageBox::NoIcon;
     QStringList Buttons;
     QString Default;
-    QMessageBox::Icon Icon = QMessageBox::NoIcon;
     TModalResult Result = mrNone;
+    bool operator==(const TShownBox&) const = default;
 };
+
+void PrintTo(const TShownBox& b, std::ostream* out) {
+    *out << (QStringList{b.Title, b.Text, QString::number(b.Icon), b.Buttons.join('/'), b.Default}.join(
+                 " | ") +
+             " -> " + QString::number(b.Result))
+                .toStdString();
+}
 
 TShownBox Ask(TMsgDlgType type, TMsgDlgButtons buttons, std::function<void(QMessageBox*)> act,
               const std::string& text = "Store the changes?") {
@@ -44,7 +65,7 @@ TShownBox Ask(TMsgDlgType type, TMsgDlgButtons buttons, std::function<void(QMess
         auto* box = qobject_cast<QMessageBox*>(modal);
         ASSERT_NE(box, nullptr);
         shown.Title = box->windowTitle();
-        shown.Text = test::ModalText(box);
+        shown.Text = ModalText(box);
         shown.Icon = box->icon();
         for (QAbstractButton* b : box->buttons())
             shown.Buttons << b->text().remove(u'&');
@@ -55,7 +76,7 @@ TShownBox Ask(TMsgDlgType type, TMsgDlgButtons buttons, std::function<void(QMess
     });
     TQtUi ui;
     shown.Result = ui.MessageDlg(text, type, buttons);
-    EXPECT_EQ(test::PendingModalAnswers(), 0);
+    EXPECT_EQ(PendingModalAnswers(), 0);
     return shown;
 }
 
@@ -64,37 +85,30 @@ auto Click(const char* caption) {
         ClickButton(box, caption);
     };
 }
-void PressEscape(QMessageBox* box) {
+const auto PressEscape = [](QMessageBox* box) {
     QTest::keyClick(box, Qt::Key_Escape);
-}
-void CloseWindow(QMessageBox* box) {
+};
+const auto CloseWindow = [](QMessageBox* box) {
     box->close();
-}
+};
 
 TEST(QtUiMessage, ShowsTextTitleIconAndExactlyTheAskedButtons) {
-    TShownBox shown = Ask(mtConfirmation, {mbYes, mbNo, mbCancel}, Click("Yes"));
-    EXPECT_EQ(shown.Text, "Store the changes?");
-    EXPECT_EQ(shown.Title, "Confirm");
-    EXPECT_EQ(shown.Icon, QMessageBox::Question);
-    EXPECT_EQ(shown.Buttons, QStringList({"Cancel", "No", "Yes"}));
-    EXPECT_EQ(shown.Default, "Yes");
-    EXPECT_EQ(shown.Result, mrYes);
-
-    shown = Ask(mtError, {mbOK}, Click("OK"), "Cannot open <b>x</b> & y");
-    EXPECT_EQ(shown.Text, "Cannot open <b>x</b> & y");
-    EXPECT_EQ(shown.Title, "Error");
-    EXPECT_EQ(shown.Icon, QMessageBox::Critical);
-    EXPECT_EQ(shown.Buttons, QStringList({"OK"}));
-    EXPECT_EQ(shown.Result, mrOk);
-
+    EXPECT_EQ(
+        Ask(mtConfirmation, {mbYes, mbNo, mbCancel}, Click("Yes")),
+        (TShownBox{
+            "Confirm", "Store the changes?", QMessageBox::Question, {"Cancel", "No", "Yes"}, "Yes", mrYes}));
+    // The text is plain, never markup.
+    EXPECT_EQ(Ask(mtError, {mbOK}, Click("OK"), "Cannot open <b>x</b> & y"),
+              (TShownBox{"Error", "Cannot open <b>x</b> & y", QMessageBox::Critical, {"OK"}, "OK", mrOk}));
     EXPECT_EQ(Ask(mtWarning, {}, Click("OK")).Buttons, QStringList({"OK"})); // an empty set still shows OK
     EXPECT_EQ(Ask(mtCustom, {mbOK}, Click("OK")).Title, QCoreApplication::applicationName());
-    shown = Ask(mtWarning, {mbAbort, mbRetry, mbIgnore, mbAll, mbNoToAll, mbYesToAll}, Click("No to All"));
+    const TShownBox shown =
+        Ask(mtWarning, {mbAbort, mbRetry, mbIgnore, mbAll, mbNoToAll, mbYesToAll}, Click("No to All"));
     EXPECT_EQ(shown.Buttons, QStringList({"Abort", "All", "Ignore", "No to All", "Retry", "Yes to All"}));
     EXPECT_EQ(shown.Result, mrNoToAll);
 }
 
-TEST(QtUiMessage, EachButtonReturnsItsResult) {
+TEST(QtUiMessage, EachButtonReturnsItsResultAndEscapeOrCloseTheHarmlessOne) {
     const TMsgDlgButtons ync{mbYes, mbNo, mbCancel};
     EXPECT_EQ(Ask(mtConfirmation, ync, Click("No")).Result, mrNo);
     EXPECT_EQ(Ask(mtConfirmation, ync, Click("Cancel")).Result, mrCancel);
@@ -102,10 +116,8 @@ TEST(QtUiMessage, EachButtonReturnsItsResult) {
     EXPECT_EQ(Ask(mtWarning, {mbAbort, mbRetry, mbIgnore}, Click("Ignore")).Result, mrIgnore);
     EXPECT_EQ(Ask(mtConfirmation, {mbYes, mbYesToAll, mbNo}, Click("Yes to All")).Result, mrYesToAll);
     EXPECT_EQ(Ask(mtConfirmation, {mbOK, mbCancel, mbAll}, Click("All")).Result, mrAll);
-}
 
-TEST(QtUiMessage, EscapeAndCloseGiveTheHarmlessAnswer) {
-    EXPECT_EQ(Ask(mtConfirmation, {mbYes, mbNo, mbCancel}, PressEscape).Result, mrCancel);
+    EXPECT_EQ(Ask(mtConfirmation, ync, PressEscape).Result, mrCancel);
     EXPECT_EQ(Ask(mtConfirmation, {mbYes, mbNo}, PressEscape).Result, mrNo);
     EXPECT_EQ(Ask(mtInformation, {mbOK}, PressEscape).Result, mrOk);
     EXPECT_EQ(Ask(mtWarning, {mbAbort, mbRetry, mbIgnore}, PressEscape).Result, mrCancel);
@@ -114,38 +126,15 @@ TEST(QtUiMessage, EscapeAndCloseGiveTheHarmlessAnswer) {
     EXPECT_EQ(Ask(mtWarning, {mbAbort, mbRetry}, CloseWindow).Result, mrCancel);
 }
 
-TEST(QtUiMessage, LongTextWrapsInsideTheScreen) {
-    const QString text = QString("Element 'Fan 12' cannot be stored: ").repeated(40);
-    QSize box, label;
-    int needed = 0;
-    Ask(
-        mtError, {mbOK},
-        [&](QMessageBox* shown) {
-            box = shown->size();
-            for (QLabel* l : shown->findChildren<QLabel*>())
-                if (l->text() == text) {
-                    label = l->size();
-                    needed = l->fontMetrics()
-                                 .boundingRect(QRect(0, 0, l->width(), 100000), Qt::TextWordWrap, text)
-                                 .height();
-                }
-            ClickButton(shown, "OK");
-        },
-        FromQ(text));
-    EXPECT_LE(box.width(), QApplication::primaryScreen()->availableGeometry().width());
-    EXPECT_GT(needed, 0);
-    EXPECT_GE(label.height(), needed); // every line of the text fits
-}
-
 TEST(QtUiInput, ReturnsTheTypedValueAndFalseOnCancel) {
     TQtUi ui;
     std::string value = "Old name";
     QString label, shownValue, title;
     AnswerNextModal([&](QWidget* dialog) {
         title = dialog->windowTitle();
-        label = test::ModalText(dialog);
+        label = ModalText(dialog);
         shownValue = qobject_cast<QInputDialog*>(dialog)->textValue();
-        test::SetLineEditText(dialog, "Straße 7");
+        SetLineEditText(dialog, "Straße 7");
         ClickButton(dialog, "OK");
     });
     EXPECT_TRUE(ui.InputQuery("Rename", "New name:", value));
@@ -155,7 +144,7 @@ TEST(QtUiInput, ReturnsTheTypedValueAndFalseOnCancel) {
     EXPECT_EQ(value, "Straße 7");
 
     AnswerNextModal([](QWidget* dialog) {
-        test::SetLineEditText(dialog, "typed, then cancelled");
+        SetLineEditText(dialog, "typed, then cancelled");
         ClickButton(dialog, "Cancel");
     });
     EXPECT_FALSE(ui.InputQuery("Rename", "New name:", value));
@@ -272,6 +261,178 @@ TEST(QtUiForms, GoThroughThePresenterAndFailClearlyWithoutOne) {
     TNameConflictAnswer answer = ui.NameConflict(query);
     EXPECT_EQ(answer.Action, TneAction::NewName);
     EXPECT_EQ(answer.NewName, "Fan 2");
+}
+
+// The driver must turn a missing or stuck dialog into a failure instead of a hanging test.
+TEST(DialogDriver, FailsInsteadOfHanging) {
+    ::testing::TestPartResultArray failures;
+    TModalResult result = mrNone;
+    {
+        ::testing::ScopedFakeTestPartResultReporter reporter(
+            ::testing::ScopedFakeTestPartResultReporter::INTERCEPT_ONLY_CURRENT_THREAD, &failures);
+        AnswerNextModal([](QWidget*) {}, 100);
+        QTest::qWait(300);
+        AnswerNextModal([](QWidget*) {}, 100); // leaves the box open
+        TQtUi ui;
+        result = ui.MessageDlg("Stuck?", mtConfirmation, {mbYes, mbNo});
+    }
+    ASSERT_EQ(failures.size(), 2);
+    EXPECT_NE(std::string(failures.GetTestPartResult(0).message()).find("No modal dialog appeared"),
+              std::string::npos);
+    EXPECT_NE(std::string(failures.GetTestPartResult(1).message()).find("still open after its answer"),
+              std::string::npos);
+    EXPECT_EQ(result, mrCancel);
+    EXPECT_EQ(PendingModalAnswers(), 0);
+}
+
+TEST(FileFilters, ConvertToQtNameFiltersAndRefuseMalformedOnesBeforeAnyDialog) {
+    EXPECT_EQ(ToQtNameFilters("Text (*.txt)|*.txt|All (*.*)|*.*"), QStringList({"Text (*.txt)", "All (*)"}));
+    // The classic patterns rule, whatever the description says; ordinary parentheses stay text.
+    EXPECT_EQ(ToQtNameFilters("Libraries (*.lib)|*.lib; *.LIB;*.dat|Spectra (octave)|*.spc"),
+              QStringList({"Libraries (*.lib *.LIB *.dat)", "Spectra (octave) (*.spc)"}));
+    EXPECT_EQ(ToQtFilter("Data|*.dat|Text|*.txt"), "Data (*.dat);;Text (*.txt)");
+    EXPECT_TRUE(ToQtNameFilters("").isEmpty());
+    EXPECT_THROW(ToQtNameFilters("Text (*.txt)|*.txt|All files"), EKorvelError);
+    EXPECT_THROW(ToQtNameFilters("Text| ; "), EKorvelError);
+
+    TQtUi ui;
+    EXPECT_THROW(ui.OpenDialog({"Import", "Text", 1, {}, {}, false}), EKorvelError);
+    EXPECT_THROW(ui.SaveDialog({"Export", "Text|", 1, "lib", {}, {}, true}), EKorvelError);
+}
+
+// Types the name into the file dialog, then clicks the button.
+test::TModalAnswer Choose(const QString& name, const QString& button) {
+    return [name, button](QWidget* dialog) {
+        SetLineEditText(dialog, name);
+        ClickButton(dialog, button);
+    };
+}
+
+class FileDialogTest : public ::testing::Test {
+protected:
+    fs::path Touch(const std::string& name) {
+        std::ofstream(dir.Path() / name) << "x";
+        return dir.Path() / name;
+    }
+    test::TempDir dir;
+    TQtUi ui;
+};
+
+TEST_F(FileDialogTest, SaveAppliesTheDefaultExtensionAndAsksBeforeOverwritingUnlessTold) {
+    TSaveDialogOptions options;
+    options.Title = "Export library";
+    options.Filter = "Libraries (*.lib)|*.lib|Text (*.txt)|*.txt";
+    options.FilterIndex = 2;
+    options.DefaultExt = ".lib";
+    options.InitialDir = dir.Path();
+    QString title, folder, filter;
+    AnswerNextModal([&](QWidget* modal) {
+        auto* dialog = qobject_cast<QFileDialog*>(modal);
+        ASSERT_NE(dialog, nullptr);
+        title = dialog->windowTitle();
+        folder = dialog->directory().absolutePath();
+        filter = dialog->selectedNameFilter();
+        Choose("noise", "Save")(dialog);
+    });
+    EXPECT_EQ(ui.SaveDialog(options), dir.Path() / "noise.lib");
+    EXPECT_EQ(title, "Export library");
+    EXPECT_EQ(folder, PathToQ(dir.Path()));
+    EXPECT_EQ(filter, "Text (*.txt)");
+    AnswerNextModal(Choose("noise.txt", "Save"));
+    EXPECT_EQ(ui.SaveDialog(options), dir.Path() / "noise.txt");
+    AnswerNextModal([](QWidget* dialog) { ClickButton(dialog, "Cancel"); });
+    EXPECT_EQ(ui.SaveDialog(options), std::nullopt);
+
+    const fs::path old = Touch("old.lib");
+    options.DefaultExt = "lib";
+    QString question;
+    AnswerNextModal(Choose("old", "Save"));
+    AnswerNextModal([&question](QWidget* box) {
+        question = ModalText(box);
+        ClickButton(box, "Yes");
+    });
+    EXPECT_EQ(ui.SaveDialog(options), old);
+    EXPECT_TRUE(question.contains("old.lib")) << question.toStdString();
+    options.OverwritePrompt = false;
+    AnswerNextModal(Choose("old", "Save"));
+    EXPECT_EQ(ui.SaveDialog(options), old);
+    EXPECT_EQ(PendingModalAnswers(), 0);
+}
+
+TEST_F(FileDialogTest, OpenReturnsEverySelectedFileOrAFolder) {
+    TOpenDialogOptions options;
+    options.Title = "Import";
+    options.Filter = "Text (*.txt)|*.txt";
+    options.InitialDir = dir.Path();
+    options.MultiSelect = true;
+    const std::vector<fs::path> both{Touch("a.txt"), Touch("b.txt")};
+    AnswerNextModal(Choose("\"a.txt\" \"b.txt\"", "Open"));
+    std::vector<fs::path> files = ui.OpenDialog(options);
+    std::sort(files.begin(), files.end());
+    EXPECT_EQ(files, both);
+    AnswerNextModal([](QWidget* dialog) { ClickButton(dialog, "Cancel"); });
+    EXPECT_TRUE(ui.OpenDialog(options).empty());
+
+    fs::create_directory(dir.Path() / "spectra");
+    options.MultiSelect = false;
+    options.SelectFolder = true;
+    bool foldersOnly = false;
+    AnswerNextModal([&foldersOnly](QWidget* modal) {
+        auto* dialog = qobject_cast<QFileDialog*>(modal);
+        ASSERT_NE(dialog, nullptr);
+        foldersOnly = dialog->fileMode() == QFileDialog::Directory;
+        Choose("spectra", "Choose")(dialog);
+    });
+    EXPECT_EQ(ui.OpenDialog(options), std::vector<fs::path>{dir.Path() / "spectra"});
+    EXPECT_TRUE(foldersOnly);
+}
+
+TEST(LogView, ShowsEntriesWithTheirKindAndTheCounters) {
+    TLog log;
+    log.AddInformation("Import of pumps.lib started");
+    TLogView view;
+    view.SetLog(&log); // entries from before attaching are shown too
+    log.AddError("Record 7: no name");
+
+    QTreeWidget* list = view.EntryList();
+    ASSERT_EQ(list->topLevelItemCount(), 2);
+    QTreeWidgetItem* info = list->topLevelItem(0);
+    QTreeWidgetItem* error = list->topLevelItem(1);
+    EXPECT_EQ(info->text(1), "Import of pumps.lib started");
+    EXPECT_EQ(error->text(1), "Record 7: no name");
+    EXPECT_EQ(error->text(0).size(), 8); // HH:mm:ss
+    EXPECT_EQ(error->foreground(1).color(), QColor(Qt::red));
+    EXPECT_NE(info->foreground(1).color(), QColor(Qt::red));
+    EXPECT_EQ(view.CountersLabel()->text(), "Information: 1   Errors: 1");
+
+    log.ResetCounters();
+    EXPECT_EQ(view.CountersLabel()->text(), "Information: 0   Errors: 0");
+    EXPECT_EQ(list->topLevelItemCount(), 2);
+
+    view.ClearButton()->click();
+    EXPECT_TRUE(log.Entries().empty());
+    EXPECT_EQ(list->topLevelItemCount(), 0);
+}
+
+TEST(LogView, FollowsProgressAndCancels) {
+    TLog log;
+    TLogView view;
+    EXPECT_FALSE(view.CancelButton()->isEnabled());
+    view.SetLog(&log);
+    log.SetProgress(40);
+    EXPECT_EQ(view.ProgressBar()->value(), 40);
+    log.SetProgressOf(3, 4);
+    EXPECT_EQ(view.ProgressBar()->value(), 75);
+
+    ASSERT_TRUE(view.CancelButton()->isEnabled());
+    QTest::mouseClick(view.CancelButton(), Qt::LeftButton);
+    EXPECT_TRUE(log.Cancelled());
+    EXPECT_FALSE(view.CancelButton()->isEnabled());
+    log.ResetCancel();
+    EXPECT_TRUE(view.CancelButton()->isEnabled());
+
+    log.Clear();
+    EXPECT_EQ(view.ProgressBar()->value(), 0);
 }
 
 } // namespace

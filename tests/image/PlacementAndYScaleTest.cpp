@@ -1,10 +1,14 @@
+// The y-scale of a kind's printout and the window placements: where they are stored, what damage in the
+// settings files reads as, and the dialog that edits the scale.
+
 #include "platform/Errors.h"
 #include "platform/base/LibKinds.h"
-#include "platform/base/YScale.h"
+#include "platform/base/YScaleForm.h"
 #include "platform/settings/ConfigLocation.h"
 #include "platform/settings/IniStore.h"
 #include "platform/settings/WindowPlacement.h"
 #include "support/SettingsSandbox.h"
+#include "support/TestUi.h"
 
 #include <filesystem>
 #include <gtest/gtest.h>
@@ -12,8 +16,16 @@
 namespace korvel {
 namespace {
 
-TEST(WindowPlacement, RoundTripsPerSectionUnderTheDocumentedKeys) {
+class SettingsTest : public ::testing::Test {
+protected:
     test::SettingsSandbox sandbox;
+    test::TTestUi ui;
+};
+
+using WindowPlacement = SettingsTest;
+using YScale = SettingsTest;
+
+TEST_F(WindowPlacement, RoundTripsPerSectionUnderTheDocumentedKeys) {
     EXPECT_FALSE(LoadWindowSettings("Lib120"));
     SaveWindowSettings("Lib120", {-40, 20, 800, 600, true});
     SaveWindowSettings("Lib121", {0, 0, 300, 200});
@@ -26,8 +38,7 @@ TEST(WindowPlacement, RoundTripsPerSectionUnderTheDocumentedKeys) {
     EXPECT_EQ(ini.ReadInteger("Lib120", "Width", 0), 800);
 }
 
-TEST(WindowPlacement, NonsenseReadsAsNothingAndIsNotWritten) {
-    test::SettingsSandbox sandbox;
+TEST_F(WindowPlacement, NonsenseReadsAsNothingAndIsNotWritten) {
     const TIniStore ini(KorvelLibIniFileName());
     SaveWindowSettings("Lib120", {10, 10, 640, 480});
     const auto tamper = [&](const char* key, const char* value) {
@@ -52,22 +63,15 @@ TEST(WindowPlacement, NonsenseReadsAsNothingAndIsNotWritten) {
     EXPECT_EQ(LoadWindowSettings("Lib120"), (TWindowPlacement{10, 10, 640, 480}));
 }
 
-TEST(YScaleStore, DefaultsDependOnTheKind) {
-    test::SettingsSandbox sandbox;
+TEST_F(YScale, StoresThousandthsInTheScaleFilePerKindWithDefaultsByKind) {
     EXPECT_EQ(ReadYScale(120), (TYScaleFmt{true, 0, 100}));
-    EXPECT_EQ(ReadYScale(121), (TYScaleFmt{true, 0, 1}));
     EXPECT_THROW(ReadYScale(9999), EKorvelError);
     EXPECT_THROW(WriteYScale(9999, {}), EKorvelError);
-}
-
-TEST(YScaleStore, StoresThousandthsInTheScaleFilePerKind) {
-    test::SettingsSandbox sandbox;
     WriteYScale(120, {false, -12.3456, 80.5});
     EXPECT_EQ(ReadYScale(120), (TYScaleFmt{false, -12.346, 80.5}));
     EXPECT_EQ(ReadYScale(121), (TYScaleFmt{true, 0, 1}));
 
     const std::string file = sandbox.Dir().File("KorvelLib.Scale.ini");
-    EXPECT_TRUE(std::filesystem::exists(file));
     EXPECT_FALSE(std::filesystem::exists(KorvelLibIniFileName())); // nothing in the main settings file
     const TIniStore ini(file);
     EXPECT_EQ(ini.ReadInteger(RegLibName(120), "YMin", 0), -12346);
@@ -84,6 +88,60 @@ TEST(YScaleStore, StoresThousandthsInTheScaleFilePerKind) {
     WriteYScale(121, {false, 0.25, 0.75});
     EXPECT_THROW(WriteYScale(121, {true, 0, 3e6}), EKorvelError);
     EXPECT_EQ(ReadYScale(121), (TYScaleFmt{false, 0.25, 0.75}));
+}
+
+TFormYScale& Dialog(TForm& form) {
+    return dynamic_cast<TFormYScale&>(form);
+}
+
+TEST_F(YScale, TheDialogKeepsBadNumbersOpenAndStoresAFixedRangeOnOk) {
+    ui.ExpectModal("y-Scale", [this](TForm& f) {
+        auto& form = Dialog(f);
+        EXPECT_TRUE(form.CBAuto->Checked());
+        EXPECT_EQ(form.EditMax->Text(), "1"); // absorption default
+        EXPECT_FALSE(form.EditMax->Reachable());
+        f.Find<TCheckBox>("CBAuto").Toggle();
+        EXPECT_TRUE(form.EditMax->Reachable());
+
+        form.EditMin->SetText("low");
+        ui.ExpectMessage(mtError, "\"low\" is not a number", mrOk);
+        form.PressDefault();
+        EXPECT_TRUE(form.Modal());
+        f.Find<TEdit>("EditMin").SetText("0.1");
+        form.EditMax->SetText("1e9");
+        ui.ExpectMessage(mtError, "maximum of the y-scale must lie between", mrOk);
+        form.PressDefault();
+        EXPECT_TRUE(form.Modal());
+        f.Find<TEdit>("EditMax").SetText("0,9"); // as typed with a decimal comma
+        f.Find<TButton>("ButtonOK").Click();
+        return mrNone;
+    });
+    EXPECT_TRUE(EditYScale(ui, 121));
+    EXPECT_EQ(ReadYScale(121), (TYScaleFmt{false, 0.1, 0.9}));
+}
+
+TEST_F(YScale, TheDialogTurnsAnEmptyRangeAutomaticAndCancelWritesNothing) {
+    ui.ExpectModal("y-Scale", [](TForm& f) {
+        Dialog(f).CBAuto->Toggle();
+        Dialog(f).EditMax->SetText("70");
+        f.PressCancel();
+        return mrNone;
+    });
+    EXPECT_FALSE(EditYScale(ui, 120));
+    EXPECT_FALSE(std::filesystem::exists(sandbox.Dir().File("KorvelLib.Scale.ini")));
+
+    WriteYScale(120, {false, 0, 50});
+    ui.ExpectModal("y-Scale", [](TForm& f) {
+        auto& form = Dialog(f);
+        EXPECT_FALSE(form.CBAuto->Checked());
+        form.EditMin->SetText("50");
+        form.ButtonOK->Click();
+        EXPECT_TRUE(form.CBAuto->Checked());
+        EXPECT_FALSE(form.EditMin->Reachable());
+        return mrNone;
+    });
+    EXPECT_TRUE(EditYScale(ui, 120));
+    EXPECT_TRUE(ReadYScale(120).Auto);
 }
 
 } // namespace

@@ -1,0 +1,532 @@
+// The Qt views of the value grid and the chart: what they show of their models, how edits, clicks, keys and
+// the clipboard reach the grid, and how series are drawn as Qt Charts series.
+
+#include "gui/base/WidgetRegistry.h"
+#include "gui/grid/ChartGeometry.h"
+#include "gui/grid/ChartView.h"
+#include "gui/grid/GridWidgets.h"
+#include "gui/grid/ValueGridModel.h"
+#include "gui/grid/ValueGridView.h"
+#include "platform/Errors.h"
+#include "platform/ui/Chart.h"
+#include "platform/ui/Form.h"
+#include "support/TestUi.h"
+
+#include <QAbstractItemModelTester>
+#include <QApplication>
+#include <QAreaSeries>
+#include <QChartView>
+#include <QComboBox>
+#include <QGraphicsScene>
+#include <QGraphicsTextItem>
+#include <QHeaderView>
+#include <QLegend>
+#include <QLegendMarker>
+#include <QLineEdit>
+#include <QLineSeries>
+#include <QLogValueAxis>
+#include <QPolarChart>
+#include <QSignalSpy>
+#include <QTest>
+#include <QValueAxis>
+#include <cmath>
+#include <gtest/gtest.h>
+#include <map>
+#include <memory>
+
+namespace korvel::gui {
+namespace {
+
+using TStore = std::tuple<int, int, std::string>; // column, row, text
+
+// Row 0 and column 0 are titles; column 1 takes numbers only, except the locked cell (1, 3); column 2 is a
+// check box; column 3 picks a weighting from a list; row 4 is bold on yellow, red in column 1.
+class GridView : public ::testing::Test {
+protected:
+    GridView() : form(ui, "Form1"), grid(form.Add<TValueGrid>("Grid")) {
+        grid.SetColCount(4);
+        grid.SetRowCount(5);
+        grid.OnGetText = [this](int col, int row) {
+            if (row == 0)
+                return "T" + std::to_string(col);
+            if (col == 0)
+                return "R" + std::to_string(row);
+            auto it = data.find({col, row});
+            return it == data.end() ? std::string() : it->second;
+        };
+        grid.OnSetText = [this](int col, int row, const std::string& text) {
+            if (col == 1 && text.find_first_not_of("0123456789.-") != std::string::npos)
+                throw EKorvelError("\"" + text + "\" is not a number");
+            data[{col, row}] = text;
+            stores.emplace_back(col, row, text);
+        };
+        grid.OnGetCellStyle = [](int col, int row, TCellStyle& style) {
+            style.CheckBox = col == 2;
+            if (col == 3)
+                style.PickList = {"A", "C", "Z"};
+            style.Editable = !(col == 1 && row == 3);
+            style.Bold = row == 4;
+            style.Color = row == 4 ? clYellow : clDefault;
+            style.FontColor = row == 4 && col == 1 ? clRed : clDefault;
+        };
+    }
+
+    // The view, its model checked by Qt's model tester for as long as it lives.
+    TValueGridView& View() {
+        if (!view) {
+            view = std::make_unique<TValueGridView>(grid);
+            view->resize(400, 200);
+            new QAbstractItemModelTester(view->GridModel(),
+                                         QAbstractItemModelTester::FailureReportingMode::Fatal, view.get());
+        }
+        return *view;
+    }
+    TValueGridModel& Model() { return *View().GridModel(); }
+    QModelIndex At(int col, int row) { return Model().index(row, col); }
+    void Show() {
+        View().show();
+        View().activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&View()));
+    }
+    void Click(int col, int row) {
+        QTest::mouseClick(View().viewport(), Qt::LeftButton, {}, View().visualRect(At(col, row)).center());
+        QCoreApplication::processEvents();
+    }
+    QLineEdit* LineEditor() { return qobject_cast<QLineEdit*>(View().CellEditor()); }
+    // Makes the cell current and presses F2 on it; the line editor that opened, if any.
+    QLineEdit* StartEdit(int col, int row) {
+        View().setCurrentIndex(At(col, row));
+        QTest::keyClick(&View(), Qt::Key_F2);
+        return LineEditor();
+    }
+
+    test::TTestUi ui;
+    TForm form;
+    TValueGrid& grid;
+    std::map<std::pair<int, int>, std::string> data{{{1, 1}, "63.5"}, {{2, 1}, "1"}};
+    std::vector<TStore> stores;
+    std::unique_ptr<TValueGridView> view;
+};
+
+TEST_F(GridView, TheModelFollowsShapeChangesAndTheGridsEnd) {
+    View();
+    grid.SetRowCount(9);
+    grid.SetColCount(2);
+    grid.SetFixedRows(2);
+    grid.SetColCount(6);
+    grid.SetRowCount(2); // titles only: no current cell
+    grid.Invalidate();
+    EXPECT_EQ(Model().rowCount(), 2);
+    EXPECT_EQ(Model().columnCount(), 6);
+    EXPECT_FALSE(View().currentIndex().isValid());
+    grid.SetRowCount(4);
+    EXPECT_EQ(View().currentIndex(), At(grid.Col(), grid.Row()));
+}
+
+TEST_F(GridView, CellsShowTextStyleAndWhatMayBeEdited) {
+    EXPECT_EQ(Model().data(At(1, 0)).toString(), "T1");
+    EXPECT_EQ(Model().data(At(2, 0)).toString(), "T2"); // a title over check boxes is text
+    EXPECT_FALSE(Model().data(At(2, 0), Qt::CheckStateRole).isValid());
+    EXPECT_EQ(Model().data(At(1, 1)).toString(), "63.5");
+    EXPECT_EQ(Model().flags(At(0, 1)), Qt::NoItemFlags); // a title
+    EXPECT_EQ(Model().data(At(0, 1), Qt::BackgroundRole).value<QBrush>().color(),
+              QGuiApplication::palette().button().color());
+    EXPECT_TRUE(Model().flags(At(1, 1)) & Qt::ItemIsEditable);
+    EXPECT_FALSE(Model().flags(At(1, 3)) & Qt::ItemIsEditable); // locked by its style
+    EXPECT_FALSE(Model().flags(At(2, 1)) & Qt::ItemIsEditable);
+    EXPECT_TRUE(Model().flags(At(2, 1)) & Qt::ItemIsUserCheckable);
+    EXPECT_EQ(Model().data(At(2, 1), Qt::CheckStateRole).toInt(), Qt::Checked);
+    EXPECT_FALSE(Model().data(At(2, 1)).isValid()); // no "1" beside the box
+    EXPECT_TRUE(Model().data(At(1, 4), Qt::FontRole).value<QFont>().bold());
+    EXPECT_EQ(Model().data(At(1, 4), Qt::ForegroundRole).value<QBrush>().color(), QColor(Qt::red));
+    EXPECT_EQ(Model().data(At(1, 4), Qt::BackgroundRole).value<QBrush>().color(), QColor(Qt::yellow));
+    EXPECT_EQ(Model().data(At(3, 1), TValueGridModel::PickListRole).toStringList(),
+              QStringList({"A", "C", "Z"}));
+
+    grid.SetColWidth(1, 90);
+    grid.SetDefaultRowHeight(30);
+    EXPECT_EQ(View().horizontalHeader()->sectionSize(1), 90);
+    EXPECT_EQ(View().horizontalHeader()->sectionSize(2), grid.DefaultColWidth());
+    EXPECT_EQ(View().rowHeight(2), 30);
+}
+
+TEST_F(GridView, ACellNoticeRepaintsExactlyThatRange) {
+    QSignalSpy spy(&Model(), &QAbstractItemModel::dataChanged);
+    grid.InvalidateCell(2, 3);
+    grid.InvalidateRow(1);
+    ASSERT_EQ(spy.size(), 2);
+    EXPECT_EQ(spy[0][0].value<QModelIndex>(), At(2, 3));
+    EXPECT_EQ(spy[0][1].value<QModelIndex>(), At(2, 3));
+    EXPECT_EQ(spy[1][0].value<QModelIndex>(), At(0, 1));
+    EXPECT_EQ(spy[1][1].value<QModelIndex>(), At(3, 1));
+}
+
+TEST_F(GridView, SetDataStoresOnceAndRefusedTextShowsTheOldValue) {
+    EXPECT_TRUE(Model().setData(At(1, 2), "70.1"));
+    EXPECT_TRUE(Model().setData(At(1, 2), "70.1")); // unchanged: no store
+    EXPECT_EQ(stores, (std::vector<TStore>{{1, 2, "70.1"}}));
+
+    ui.ExpectMessage(mtError, "\"abc\" is not a number", mrOk);
+    EXPECT_FALSE(Model().setData(At(1, 2), "abc"));
+    EXPECT_FALSE(grid.EditorMode());
+    EXPECT_EQ(Model().data(At(1, 2)).toString(), "70.1");
+
+    EXPECT_TRUE(Model().setData(At(2, 2), Qt::Checked, Qt::CheckStateRole));
+    EXPECT_TRUE(Model().setData(At(2, 2), Qt::Checked, Qt::CheckStateRole)); // already checked
+    EXPECT_EQ(stores.back(), (TStore{2, 2, "1"}));
+    EXPECT_EQ(stores.size(), 2u);
+}
+
+TEST_F(GridView, TheCellEditorIsTheGridsEditor) {
+    Show();
+    ASSERT_NE(StartEdit(1, 2), nullptr);
+    EXPECT_EQ(grid.Row(), 2);
+    EXPECT_TRUE(grid.EditorMode());
+    QTest::keyClicks(LineEditor(), "42");
+    EXPECT_EQ(grid.EditText(), "42");
+    QTest::keyClick(LineEditor(), Qt::Key_Tab); // stores and moves on; a check box opens no editor
+    QCoreApplication::processEvents();
+    EXPECT_EQ(View().CellEditor(), nullptr);
+    EXPECT_FALSE(grid.EditorMode());
+    EXPECT_EQ(grid.Col(), 2);
+    EXPECT_EQ(View().currentIndex(), At(2, 2));
+
+    // Visiting without a change stores nothing.
+    ASSERT_NE(StartEdit(1, 2), nullptr);
+    QTest::keyClick(LineEditor(), Qt::Key_Return);
+    EXPECT_EQ(stores, (std::vector<TStore>{{1, 2, "42"}}));
+
+    // A refused text keeps the editor open, and the view cannot leave the cell until it is fixed.
+    ASSERT_NE(StartEdit(1, 2), nullptr);
+    LineEditor()->selectAll();
+    QTest::keyClicks(LineEditor(), "4x");
+    ui.ExpectMessage(mtError, "\"4x\" is not a number", mrOk);
+    QTest::keyClick(LineEditor(), Qt::Key_Return);
+    QCoreApplication::processEvents();
+    ASSERT_NE(LineEditor(), nullptr);
+    EXPECT_EQ(LineEditor()->text(), "4x");
+    ui.ExpectMessage(mtError, "\"4x\" is not a number", mrOk);
+    Click(1, 1);
+    EXPECT_EQ(View().currentIndex(), At(1, 2));
+    ASSERT_NE(LineEditor(), nullptr);
+    QTest::keyClick(LineEditor(), Qt::Key_Escape);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(View().CellEditor(), nullptr);
+    EXPECT_EQ(Model().data(At(1, 2)).toString(), "42");
+    EXPECT_EQ(stores.size(), 1u);
+
+    // The model opening and typing into its editor shows in the view.
+    grid.SetCurrentCell(1, 1);
+    grid.SetEditorMode(true);
+    ASSERT_NE(LineEditor(), nullptr);
+    grid.SetEditText("7");
+    EXPECT_EQ(LineEditor()->text(), "7");
+    grid.CancelEdit();
+    QCoreApplication::processEvents();
+    EXPECT_EQ(View().CellEditor(), nullptr);
+}
+
+TEST_F(GridView, PickListAndCheckBoxCells) {
+    Show();
+    StartEdit(3, 1);
+    auto* combo = qobject_cast<QComboBox*>(View().CellEditor());
+    ASSERT_NE(combo, nullptr);
+    ASSERT_EQ(combo->count(), 3);
+    EXPECT_EQ(combo->itemText(2), "Z");
+    combo->setCurrentIndex(1);
+    QTest::keyClick(combo, Qt::Key_Return);
+    EXPECT_EQ(stores, (std::vector<TStore>{{3, 1, "C"}}));
+
+    View().setCurrentIndex(At(2, 1));
+    QTest::keyClick(&View(), Qt::Key_Space);
+    EXPECT_EQ(data[std::make_pair(2, 1)], "0");
+    Click(2, 2); // moves only; a click off the box does not toggle
+    EXPECT_EQ(grid.Row(), 2);
+    EXPECT_EQ(data.count(std::make_pair(2, 2)), 0u);
+}
+
+TEST_F(GridView, PasteFillsABlockFromTheCurrentCellAndCopyTakesTheSelection) {
+    View().setCurrentIndex(At(1, 2));
+    // Columns 1..3 take a number, a check box and a pick; the fourth column of the block is past the grid's
+    // last column, the fourth line past its last row.
+    ui.SetClipboardText("10\t1\tZ\t99\r\n11\t0\tC\t99\r\n12\t1\tA\r\n13\t1\tA\r\n");
+    QTest::keyClick(&View(), Qt::Key_V, Qt::ControlModifier);
+    EXPECT_EQ(stores, (std::vector<TStore>{{1, 2, "10"},
+                                           {2, 2, "1"},
+                                           {3, 2, "Z"},
+                                           {3, 3, "C"}, // (1, 3) is locked, (2, 3) unchecked already
+                                           {1, 4, "12"},
+                                           {2, 4, "1"},
+                                           {3, 4, "A"}}));
+    EXPECT_EQ(View().currentIndex(), At(1, 2));
+    EXPECT_EQ(grid.Row(), 2);
+
+    ui.SetClipboardText("");
+    View().selectionModel()->select(QItemSelection(At(1, 2), At(2, 4)), QItemSelectionModel::ClearAndSelect);
+    QTest::keyClick(&View(), Qt::Key_C, Qt::ControlModifier);
+    EXPECT_EQ(ui.ClipboardText(), "10\t1\n\t\n12\t1");
+
+    // A refused cell stops the paste there with its text in the editor; later cells are left alone.
+    stores.clear();
+    View().setCurrentIndex(At(1, 1));
+    ui.ExpectMessage(mtError, "\"x\" is not a number", mrOk);
+    EXPECT_EQ(View().PasteText("5\nx\n9"), 1);
+    EXPECT_EQ(stores, (std::vector<TStore>{{1, 1, "5"}}));
+    EXPECT_EQ(View().currentIndex(), At(1, 2));
+    ASSERT_NE(LineEditor(), nullptr);
+    EXPECT_EQ(LineEditor()->text(), "x");
+}
+
+TEST_F(GridView, ReadOnlyGridRefusesEveryEdit) {
+    grid.SetReadOnly(true);
+    Show();
+    EXPECT_EQ(View().editTriggers(), QAbstractItemView::NoEditTriggers);
+    EXPECT_EQ(StartEdit(1, 2), nullptr);
+    EXPECT_FALSE(Model().flags(At(1, 2)) & Qt::ItemIsEditable);
+    EXPECT_FALSE(Model().setData(At(1, 2), "3"));
+    EXPECT_FALSE(Model().setData(At(2, 1), Qt::Unchecked, Qt::CheckStateRole));
+    EXPECT_EQ(View().PasteText("1\t2"), 0);
+    EXPECT_TRUE(stores.empty());
+    grid.SetReadOnly(false);
+    EXPECT_NE(View().editTriggers(), QAbstractItemView::NoEditTriggers);
+}
+
+TEST_F(GridView, GridDestroyedBeforeItsWidget) {
+    Show();
+    ASSERT_NE(StartEdit(1, 2), nullptr);
+    form.Remove(grid);
+    QCoreApplication::processEvents();
+    EXPECT_EQ(Model().rowCount(), 0);
+    EXPECT_EQ(Model().Grid(), nullptr);
+    EXPECT_FALSE(View().grab().isNull());
+    QTest::keyClick(&View(), Qt::Key_V, Qt::ControlModifier);
+    EXPECT_EQ(View().PasteText("1"), 0);
+}
+
+TEST_F(GridView, TheFactoriesMakeTheWidgetsAndTheGridIsDrawn) {
+    RegisterGridAndChartWidgets();
+    const TWidgetFactory* gridFactory = FindWidgetFactory("TValueGrid");
+    const TWidgetFactory* chartFactory = FindWidgetFactory("TChart");
+    ASSERT_NE(gridFactory, nullptr);
+    ASSERT_NE(chartFactory, nullptr);
+    auto& chart = form.Add<TChart>("Chart");
+    EXPECT_THROW((*gridFactory)(chart, nullptr), EKorvelError);
+    std::unique_ptr<QWidget> chartWidget((*chartFactory)(chart, nullptr));
+    EXPECT_NE(dynamic_cast<QChartView*>(chartWidget.get()), nullptr);
+
+    std::unique_ptr<QWidget> widget((*gridFactory)(grid, nullptr));
+    ASSERT_NE(dynamic_cast<TValueGridView*>(widget.get()), nullptr);
+    widget->resize(400, 200);
+    widget->show();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(widget.get()));
+    // Drawn: not just the background colour of the empty corner.
+    const QImage image = widget->grab().toImage();
+    QImage blank(image.size(), image.format());
+    blank.fill(image.pixel(image.width() - 1, image.height() - 1));
+    EXPECT_NE(image, blank) << "the grid looks blank";
+}
+
+const double kNaN = std::nan("");
+
+QList<QPointF> PointsOf(QAbstractSeries* part) {
+    if (auto* area = qobject_cast<QAreaSeries*>(part))
+        return area->upperSeries()->points();
+    return static_cast<QXYSeries*>(part)->points();
+}
+
+QColor PenOf(QAbstractSeries* part) {
+    if (auto* area = qobject_cast<QAreaSeries*>(part))
+        return area->pen().color();
+    return static_cast<QXYSeries*>(part)->pen().color();
+}
+
+void ExpectPoints(const QList<QPointF>& actual, const QList<QPointF>& expected) {
+    ASSERT_EQ(actual.size(), expected.size());
+    for (qsizetype i = 0; i < actual.size(); ++i) {
+        EXPECT_NEAR(actual[i].x(), expected[i].x(), 1e-9 * std::abs(expected[i].x()) + 1e-12)
+            << "point " << i;
+        EXPECT_NEAR(actual[i].y(), expected[i].y(), 1e-9) << "point " << i;
+    }
+}
+
+// The texts Qt Charts has laid out (axis labels, titles, legend), once the view has been shown.
+QStringList DrawnTexts(TChartView& view) {
+    view.resize(500, 350);
+    view.show();
+    EXPECT_TRUE(QTest::qWaitForWindowExposed(&view));
+    QCoreApplication::processEvents();
+    QStringList texts;
+    for (QGraphicsItem* item : view.scene()->items())
+        if (auto* text = dynamic_cast<QGraphicsTextItem*>(item))
+            texts << text->toPlainText();
+    return texts;
+}
+
+class ChartView : public ::testing::Test {
+protected:
+    TChartView& View() {
+        if (!view)
+            view = std::make_unique<TChartView>(chart);
+        return *view;
+    }
+
+    TChart chart{"Spectrum"};
+    std::unique_ptr<TChartView> view;
+};
+
+TEST_F(ChartView, AxesTakeTheModelsKindRangeTitleAndFormat) {
+    chart.SetBottomAxis({akLogarithmic, "Frequency [Hz]", false, 20, 20000, "%.0f"});
+    chart.AddSeries({"Lw", skLine, clRed, true, {{63, 40}, {1000, 70}}});
+    auto* x = qobject_cast<QLogValueAxis*>(View().HorizontalAxis());
+    ASSERT_NE(x, nullptr);
+    EXPECT_EQ(x->min(), 20);
+    EXPECT_EQ(x->max(), 20000);
+    EXPECT_EQ(x->base(), 10);
+    EXPECT_EQ(x->titleText(), "Frequency [Hz]");
+    auto* y = qobject_cast<QValueAxis*>(View().VerticalAxis());
+    ASSERT_NE(y, nullptr);
+    // Automatic: the data with a little room, not a range of its own.
+    EXPECT_LT(y->min(), 40);
+    EXPECT_GT(y->max(), 70);
+    EXPECT_LE(y->max() - y->min(), 60);
+
+    chart.SetLeftAxis({akLogarithmic, "p [Pa]", false, 0.1, 1000, "%.1f dB"});
+    auto* logY = qobject_cast<QLogValueAxis*>(View().VerticalAxis());
+    ASSERT_NE(logY, nullptr);
+    EXPECT_EQ(logY->min(), 0.1);
+    EXPECT_EQ(logY->labelFormat(), "%.1f dB");
+    chart.SetBottomAxis({akLinear, "", true, 0, 1, "%g"});
+    EXPECT_NE(qobject_cast<QValueAxis*>(View().HorizontalAxis()), nullptr);
+    EXPECT_FALSE(View().HorizontalAxis()->isTitleVisible());
+    ASSERT_EQ(View().chart()->series().size(), 1);
+    EXPECT_EQ(View().chart()->series()[0]->attachedAxes().size(), 2);
+}
+
+TEST_F(ChartView, StepsSpanTheirBandsAndGapsSplitTheLine) {
+    chart.SetBottomAxis({akLogarithmic, "", true, 0, 1, "%g"});
+    chart.AddSeries({"Lw", skStep, clBlue, true, {{63, 50}, {125, 60}, {250, kNaN}, {500, 70}}});
+    QList<QAbstractSeries*> parts = View().Parts(0);
+    ASSERT_EQ(parts.size(), 2);
+    const double e1 = std::sqrt(63.0 * 125);
+    const double e2 = std::sqrt(125.0 * 250);
+    ExpectPoints(PointsOf(parts[0]), {{63 / std::sqrt(125.0 / 63), 50}, {e1, 50}, {e1, 60}, {e2, 60}});
+    ExpectPoints(PointsOf(parts[1]), {{std::sqrt(250.0 * 500), 70}, {500 * std::sqrt(2.0), 70}});
+    // One legend entry per series.
+    EXPECT_TRUE(View().chart()->legend()->markers(parts[0]).front()->isVisible());
+    EXPECT_FALSE(View().chart()->legend()->markers(parts[1]).front()->isVisible());
+    // The automatic range reaches the outer band edges.
+    auto* x = static_cast<QLogValueAxis*>(View().HorizontalAxis());
+    EXPECT_LT(x->min(), PointsOf(parts[0]).front().x());
+    EXPECT_GT(x->max(), PointsOf(parts[1]).back().x());
+
+    // On a linear axis a level holds from its X to the next; a value a log axis cannot show is a gap.
+    ExpectPoints(StepRuns({{0, 1}, {10, 2}, {20, 3}}, false, false)[0],
+                 {{0, 1}, {10, 1}, {10, 2}, {20, 2}, {20, 3}, {30, 3}});
+    EXPECT_EQ(LineRuns({{1, 1}, {2, -1}, {3, 1}, {kNaN, 1}, {5, 1}}, false, true).size(), 3u);
+    EXPECT_TRUE(LineRuns({{kNaN, kNaN}}, false, false).empty());
+}
+
+TEST_F(ChartView, BarsAreFilledFromTheAxisMinimum) {
+    chart.SetLeftAxis({akLinear, "", false, 30, 80, "%g"});
+    chart.AddSeries({"Lw", skBar, clGreen, true, {{1, 50}, {2, kNaN}, {3, 60}}});
+    ASSERT_EQ(View().Parts(0).size(), 1);
+    auto* area = qobject_cast<QAreaSeries*>(View().Parts(0)[0]);
+    ASSERT_NE(area, nullptr);
+    const double h = 0.4; // 40 % of the closest spacing, 1 (the gap still counts), on each side
+    QList<QPointF> bars;
+    for (const auto& [x, y] : {std::pair{1.0, 50.0}, std::pair{3.0, 60.0}})
+        bars << QPointF(x - h, 30) << QPointF(x - h, y) << QPointF(x + h, y) << QPointF(x + h, 30);
+    ExpectPoints(area->upperSeries()->points(), bars);
+    // On a frequency axis bars are the filled steps.
+    chart.SetBottomAxis({akLogarithmic, "", true, 0, 1, "%g"});
+    area = qobject_cast<QAreaSeries*>(View().Parts(0)[0]);
+    ASSERT_NE(area, nullptr);
+    EXPECT_EQ(area->upperSeries()->points(), StepRuns(chart.Series(0).Points, true, false)[0]);
+}
+
+TEST_F(ChartView, PolarSeriesMakeAPolarChart) {
+    chart.AddSeries({"Directivity", skPolar, clDefault, true, {{0, 1}, {90, 0.5}, {180, 0.2}, {270, 0.5}}});
+    ASSERT_TRUE(View().IsPolar());
+    EXPECT_EQ(View().chart()->chartType(), QChart::ChartTypePolar);
+    auto* angle = qobject_cast<QValueAxis*>(View().HorizontalAxis());
+    ASSERT_NE(angle, nullptr);
+    EXPECT_EQ(angle->min(), 0);
+    EXPECT_EQ(angle->max(), 360);
+    EXPECT_EQ(static_cast<QPolarChart*>(View().chart())->axes(QPolarChart::PolarOrientationRadial).front(),
+              View().VerticalAxis());
+    chart.DeleteSeries(0);
+    EXPECT_FALSE(View().IsPolar());
+    EXPECT_EQ(View().chart()->chartType(), QChart::ChartTypeCartesian);
+}
+
+TEST_F(ChartView, SeriesChangesReachTheChartWithoutANewChart) {
+    chart.AddSeries({"A", skLine, clRed, true, {{1, 1}, {2, 2}}});
+    chart.AddSeries({"B", skLine, clDefault, true, {{1, 3}, {2, 4}}});
+    chart.AddSeries({"C", skArea, clBlue, true, {{1, 5}, {2, 6}}});
+    QChart* qchart = View().chart();
+    EXPECT_EQ(qchart->series().size(), 3);
+    const QColor themeSecond = View().SeriesColor(1);
+
+    chart.SetSeriesPoints(1, {{1, 3}, {2, kNaN}, {3, 4}, {4, 4}});
+    EXPECT_EQ(qchart->series().size(), 4);
+    EXPECT_EQ(PenOf(View().Parts(1)[1]), themeSecond); // every run in the series' colour
+
+    chart.DeleteSeries(0);
+    EXPECT_EQ(View().chart(), qchart);
+    EXPECT_EQ(qchart->series().size(), 3);
+    EXPECT_NE(View().SeriesColor(0), themeSecond); // a default colour follows the position
+    EXPECT_EQ(PenOf(View().Parts(0)[0]), View().SeriesColor(0));
+    EXPECT_EQ(PenOf(View().Parts(1)[0]), QColor(Qt::blue));
+    EXPECT_EQ(qobject_cast<QAreaSeries*>(View().Parts(1)[0])->brush().color().rgb(), QColor(Qt::blue).rgb());
+
+    chart.SetSeriesVisible(1, false);
+    EXPECT_TRUE(View().Parts(1).isEmpty());
+    EXPECT_EQ(qchart->series().size(), 2);
+    chart.ClearSeries();
+    chart.AddSeries({"D", skLine, RGBToColor(10, 200, 30), true, {}});
+    ASSERT_EQ(qchart->series().size(), 1); // an empty series keeps its legend entry
+    EXPECT_EQ(PenOf(qchart->series()[0]), QColor(10, 200, 30));
+
+    chart.SetTitle("L < 5 & more");
+    chart.SetLegendVisible(false);
+    EXPECT_EQ(View().chart(), qchart);
+    EXPECT_EQ(qchart->title(), "L &lt; 5 &amp; more");
+    EXPECT_FALSE(qchart->legend()->isVisible());
+}
+
+TEST_F(ChartView, LabelsUseThePersonsLocaleWithTheModelsFormat) {
+    EXPECT_EQ(AxisLabelFormat("%.0f Hz"), "%.0f Hz");
+    EXPECT_EQ(AxisLabelFormat("%g"), "%.6g");
+    EXPECT_EQ(AxisLabelFormat("%+08.2F"), "%.2f");
+    EXPECT_EQ(AxisLabelFormat("%.f"), "%.0f");
+    EXPECT_EQ(AxisLabelFormat("%% %.1e<"), "&#37; %.1e&lt;");
+    EXPECT_EQ(TickInterval(30), 5);
+    EXPECT_EQ(TickInterval(1), 0.2);
+    EXPECT_EQ(TickInterval(20000), 5000);
+    EXPECT_EQ(TickInterval(8), 1);
+
+    QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
+    chart.SetLeftAxis({akLinear, "", false, 0, 1, "%.1f dB"});
+    chart.SetBottomAxis({akLinear, "", false, 0, 20000, "%.0f Hz"});
+    chart.AddSeries({"Lw", skLine, clDefault, true, {{0, 0.5}, {20000, 0.7}}});
+    const QStringList cartesian = DrawnTexts(View());
+    view.reset();
+    chart.AddSeries({"Polar", skPolar, clDefault, true, {{0, 0.5}, {90, 0.7}}});
+    const QStringList polar = DrawnTexts(View());
+    QLocale::setDefault(QLocale::c());
+    EXPECT_TRUE(cartesian.contains("0,4 dB")) << cartesian.join(" | ").toStdString();
+    EXPECT_TRUE(cartesian.contains("20000 Hz")) << cartesian.join(" | ").toStdString(); // no digit groups
+    EXPECT_TRUE(polar.contains("90°")) << polar.join(" | ").toStdString();
+}
+
+TEST_F(ChartView, ModelDestroyedBeforeItsWidget) {
+    auto owned = std::make_unique<TChart>("Chart");
+    owned->AddSeries({"A", skStep, clDefault, true, {{1, 1}, {2, 2}}});
+    TChartView widget(*owned);
+    owned.reset();
+    EXPECT_FALSE(widget.grab().isNull());
+    EXPECT_EQ(widget.chart()->series().size(), 1);
+}
+
+} // namespace
+} // namespace korvel::gui
