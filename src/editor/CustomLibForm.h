@@ -154,7 +154,6 @@ public:
     void LoadGraphicField(const std::string& fileName, db::TField& field, int maxSize);
     void ResizePicture(TPanel& panel);
     TPictureBox* DBImage() const { return dbImage_; }
-    TPanel* DBImagePanel() const { return dbImagePanel_; }
 
     // --- copying
     void CopyElement(TCustomLibForm& target, int dstTab);
@@ -199,8 +198,12 @@ protected:
         db::TTable& Dst;
     };
     std::optional<TCopyEnds> CopyEnds(int srcTab, int dstTab, TCustomLibForm& target, TneAction action) const;
-    // Adds the picture panel and its pop-up menu to parent, bound to a blob field of the main table.
-    void CreatePictureField(TControl& parent, std::string fieldName);
+    // Adds the picture panel and its pop-up menu to parent, bound to a blob field of the main table, and
+    // returns the panel for the caller to place. The panel takes room only while there is a picture to show.
+    TPanel& CreatePictureField(TControl& parent, std::string fieldName);
+    // Offers the picture commands on another control's pop-up menu ("Load picture.." and the rest), for when
+    // no picture is shown to click on; not offered, they go (a library without the picture field).
+    void SetPictureCommandsOn(TControl& control, bool offered);
     // The editor is closing and its libraries are still open: kinds save what belongs beside them.
     virtual void LibrariesClosing() {}
     // Every value grid of the data area leaves its edit mode (before navigation and tab changes).
@@ -239,6 +242,7 @@ private:
     std::vector<bool> readOnly_;
     TPictureBox* dbImage_ = nullptr;
     TPanel* dbImagePanel_ = nullptr;
+    TPopupMenu* pictureCommands_ = nullptr;
     std::string pictureField_;
 
     TDataSource dataSource_;

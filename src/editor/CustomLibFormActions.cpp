@@ -412,7 +412,7 @@ void TCustomLibForm::YScaleClick(TComponent& /*sender*/) {
 
 // --- picture field
 
-void TCustomLibForm::CreatePictureField(TControl& parent, std::string fieldName) {
+TPanel& TCustomLibForm::CreatePictureField(TControl& parent, std::string fieldName) {
     pictureField_ = std::move(fieldName);
     dbImagePanel_ = &parent.Add<TPanel>("DBImagePanel");
     dbImagePanel_->SetAlign(alClient);
@@ -428,6 +428,24 @@ void TCustomLibForm::CreatePictureField(TControl& parent, std::string fieldName)
         if (event != db::TDataEvent::FieldChange || (field && field->FieldName() == pictureField_))
             ShowPicture();
     });
+    ShowPicture();
+    return *dbImagePanel_;
+}
+
+void TCustomLibForm::SetPictureCommandsOn(TControl& control, bool offered) {
+    if (!offered) {
+        control.SetPopupMenu(nullptr);
+        return;
+    }
+    if (!pictureCommands_) {
+        pictureCommands_ = &AddPopupMenu("PictureCommands");
+        TMenuItem& items = pictureCommands_->Items();
+        items.Add("PictureCommandLoad", "Load picture..").OnClick = Bind(&TCustomLibForm::PictureLoadClick);
+        items.Add("PictureCommandClear", "Clear picture").OnClick = Bind(&TCustomLibForm::PictureClearClick);
+        items.Add("PictureCommandCopy", "Copy picture").OnClick = Bind(&TCustomLibForm::PictureCopyClick);
+        items.Add("PictureCommandPaste", "Paste picture").OnClick = Bind(&TCustomLibForm::PicturePasteClick);
+    }
+    control.SetPopupMenu(pictureCommands_);
 }
 
 void TCustomLibForm::ShowPicture() {
@@ -436,13 +454,15 @@ void TCustomLibForm::ShowPicture() {
     db::TTable* table = CurrentTable();
     db::TField* field = table ? table->FindField(pictureField_) : nullptr;
     db::TBytes bytes = field && !table->IsEmpty() ? field->AsBytes() : db::TBytes{};
-    if (bytes.empty() || DetectImageFormat(bytes).empty()) {
+    // An empty panel would only narrow what stands beside it (the graph).
+    const bool shown = !bytes.empty() && !DetectImageFormat(bytes).empty();
+    dbImagePanel_->SetVisible(shown);
+    if (!shown) {
         dbImage_->Clear();
         return;
     }
     dbImage_->SetPicture(std::move(bytes));
-    if (dbImagePanel_)
-        ResizePicture(*dbImagePanel_);
+    ResizePicture(*dbImagePanel_);
 }
 
 void TCustomLibForm::LoadGraphicField(const std::string& fileName, db::TField& field, int maxSize) {

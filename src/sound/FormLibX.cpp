@@ -157,8 +157,7 @@ void TFormLibX::UpdateOptionalControls() {
     pageCharacteristics_->SetTabVisible(has("AddProp"));
     pageOle_[0]->SetTabVisible(has("OLE1"));
     pageOle_[1]->SetTabVisible(has("OLE2"));
-    if (DBImagePanel())
-        DBImagePanel()->SetVisible(has("Graphic"));
+    SetPictureCommandsOn(*graph_, has("Graphic"));
     VisibleSettings();
 }
 

@@ -144,10 +144,9 @@ void TFormLibX::BuildValuesPage(TTabSheet& page) {
 
     panelGraphic_ = &page.Add<TPanel>("PanelGraphic");
     panelGraphic_->SetAlign(alClient);
-    auto& picture = panelGraphic_->Add<TPanel>("PanelPicture");
+    TPanel& picture = CreatePictureField(*panelGraphic_, "Graphic");
     picture.SetAlign(alRight);
     picture.SetWidth(200);
-    CreatePictureField(picture, "Graphic");
     graph_ = &panelGraphic_->Add<TChart>("Graph");
     graph_->SetAlign(alClient);
     graph_->SetLegendVisible(true);

@@ -32,6 +32,7 @@ public:
     explicit TTestKindEditor(TLibHost& host) : TCustomLibForm(host, "TestKindEditor") {
         SetLibType(kTestType);
         CreatePictureField(DataArea(), "Bild");
+        SetPictureCommandsOn(DataArea(), true);
     }
     std::string GetImportFilter() override { return "Text (*.txt)|*.txt"; }
     // Appends one element per imported file, named after it, and notes the table's tag while it runs.
@@ -133,6 +134,9 @@ TEST_F(FrameActionsTest, SystemLibrariesAreNeitherUpdatedNorBackedUpInPlace) {
 TEST_F(FrameActionsTest, PictureFieldLoadsClearsCopiesAndPastes) {
     ASSERT_NE(editor.DBImage(), nullptr);
     EXPECT_TRUE(editor.DBImage()->Empty());
+    // The picture's panel takes room only while there is a picture.
+    const TControl& panel = *editor.DBImage()->Parent();
+    EXPECT_FALSE(panel.Visible());
     // The stored picture's size, "none" without one.
     const auto stored = [this] {
         const auto size = ImageSizeOf(t.FieldByName("Bild").AsBytes());
@@ -146,6 +150,7 @@ TEST_F(FrameActionsTest, PictureFieldLoadsClearsCopiesAndPastes) {
     editor.StoreCurrent();
     EXPECT_EQ(stored(), "400x100");
     EXPECT_FALSE(editor.DBImage()->Empty());
+    EXPECT_TRUE(panel.Visible());
 
     editor.FindMenuItem("PictureCopy")->Click();
     EXPECT_EQ(f.Ui().ClipboardPicture(), t.FieldByName("Bild").AsBytes());
@@ -153,11 +158,14 @@ TEST_F(FrameActionsTest, PictureFieldLoadsClearsCopiesAndPastes) {
     editor.StoreCurrent();
     EXPECT_TRUE(t.FieldByName("Bild").IsNull() || t.FieldByName("Bild").AsBytes().empty());
     EXPECT_TRUE(editor.DBImage()->Empty());
+    EXPECT_FALSE(panel.Visible());
 
+    // Pasted through the commands another control offers while no picture is shown.
     f.Ui().SetClipboardPicture(Png(50, 500));
-    editor.FindMenuItem("PicturePaste")->Click();
+    editor.FindMenuItem("PictureCommandPaste")->Click();
     editor.StoreCurrent();
     EXPECT_EQ(stored(), "40x400");
+    EXPECT_TRUE(panel.Visible());
 
     // A file that is no picture is refused and the stored one stays.
     test::WriteAll(f.Root() + "notes.png", "not a picture");

@@ -301,7 +301,9 @@ TEST_F(FormLibXTest, ControlsOfMissingOptionalFieldsAreHiddenAndSystemTabsStayRe
     EXPECT_FALSE(editor.PageOle(0).TabVisible());
     EXPECT_FALSE(editor.PageOle(1).TabVisible());
     EXPECT_FALSE(editor.CBBAFCompType().Visible());
-    EXPECT_FALSE(editor.DBImagePanel()->Visible());
+    // No room for a picture, and no picture commands on the graph either.
+    EXPECT_FALSE(editor.Find<TPanel>("DBImagePanel").Visible());
+    EXPECT_EQ(editor.Graph().PopupMenu(), nullptr);
     EXPECT_FALSE(editor.VG().Editing());
     EXPECT_FALSE(editor.BtnAddGroup().Enabled());
     EXPECT_FALSE(editor.VG().EditCell(2, 1, "0.5"));
@@ -311,6 +313,8 @@ TEST_F(FormLibXTest, ControlsOfMissingOptionalFieldsAreHiddenAndSystemTabsStayRe
     EXPECT_TRUE(full.PageCharacteristics().TabVisible());
     EXPECT_TRUE(full.PageOle(1).TabVisible());
     EXPECT_TRUE(full.CBBAFCompType().Visible());
+    ASSERT_NE(full.Graph().PopupMenu(), nullptr);
+    EXPECT_EQ(full.Graph().PopupMenu()->Items().Item(0).Caption(), "Load picture..");
 }
 
 TEST_F(FormLibXTest, OutsideElementTypeBringsItsProperties) {

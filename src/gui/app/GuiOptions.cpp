@@ -7,6 +7,7 @@
 #include "platform/settings/ProgramSettings.h"
 
 #include <CLI/CLI.hpp>
+#include <cstdio>
 #include <filesystem>
 
 namespace korvel::gui {
@@ -28,6 +29,13 @@ std::optional<int> ParseGuiOptions(int argc, char** argv, TGuiOptions& options) 
     app.add_option("--screenshot", options.Screenshot,
                    "Write a PNG of the main window once it is laid out, then quit")
         ->type_name("FILE");
+    std::string windowSize;
+    app.add_option("--window-size", windowSize, "Size of the main window for this run, e.g. 1600x1000")
+        ->type_name("WxH")
+        ->check([](const std::string& text) -> std::string {
+            int w = 0, h = 0;
+            return ParseWindowSize(text, w, h) ? std::string() : "expected WIDTHxHEIGHT, e.g. 1600x1000";
+        });
     auto* settings = app.add_option("--settings", options.SettingsFile,
                                     "Settings file to use instead of the user's KorvelLib.ini")
                          ->type_name("FILE");
@@ -40,11 +48,25 @@ std::optional<int> ParseGuiOptions(int argc, char** argv, TGuiOptions& options) 
         ->type_name("DIR");
     try {
         app.parse(argc, argv);
+        ParseWindowSize(windowSize, options.WindowWidth, options.WindowHeight);
     } catch (const CLI::ParseError& e) {
         const int code = app.exit(e);
         return code == 0 ? 0 : 2;
     }
     return std::nullopt;
+}
+
+bool ParseWindowSize(const std::string& text, int& width, int& height) {
+    constexpr int kLargest = 16384;
+    char x = 0;
+    char rest = 0;
+    int w = 0, h = 0;
+    if (std::sscanf(text.c_str(), "%d%c%d%c", &w, &x, &h, &rest) != 3 || (x != 'x' && x != 'X') || w < 200 ||
+        h < 150 || w > kLargest || h > kLargest)
+        return false;
+    width = w;
+    height = h;
+    return true;
 }
 
 std::string AbsoluteFolder(const std::string& folder) {

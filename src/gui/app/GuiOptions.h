@@ -12,6 +12,9 @@ struct TGuiOptions {
     std::string ProjectFolder;
     std::vector<int> OpenTypes;
     std::string Screenshot;
+    // Width and height of the main window for this run (0: as stored or the default).
+    int WindowWidth = 0;
+    int WindowHeight = 0;
     std::string SettingsFile;
     std::string ConfigDir;
     std::string GlobalFolder;
@@ -20,6 +23,8 @@ struct TGuiOptions {
 
 // Parses argv; on --help, --version or an error returns the exit code to leave with (after printing).
 std::optional<int> ParseGuiOptions(int argc, char** argv, TGuiOptions& options);
+// "1600x1000" as width and height; false for anything else or a size no screen has (below 200x150).
+bool ParseWindowSize(const std::string& text, int& width, int& height);
 // An absolute folder name with a trailing separator; empty stays empty.
 std::string AbsoluteFolder(const std::string& folder);
 // The settings file and folder overrides for this run.

@@ -69,6 +69,8 @@ int main(int argc, char** argv) {
     host.SetMainWindow(&window);
     if (!project.empty())
         window.SetProjectFolder(project);
+    if (options.WindowWidth > 0)
+        window.resize(options.WindowWidth, options.WindowHeight);
     window.show();
     for (int type : options.OpenTypes)
         window.OpenLibrary(type);

@@ -181,10 +181,15 @@ void TMainWindow::UpdateTitle() {
 }
 
 QWidget* TMainWindow::PlaceChild(TFormView& view) {
+    // The first editor takes the whole work area and follows the main window's size; the next ones join it
+    // as the work area shows its windows (maximized too while the active one is).
+    const bool first = mdi_->subWindowList().isEmpty();
     QMdiSubWindow* sub = mdi_->addSubWindow(&view);
     sub->setObjectName(view.objectName());
     sub->setAttribute(Qt::WA_DeleteOnClose, false);
     sub->resize(sub->sizeHint());
+    if (first)
+        sub->setWindowState(sub->windowState() | Qt::WindowMaximized);
     return sub;
 }
 

@@ -317,7 +317,6 @@ QWidget* MakeListBox(TControl& control, QWidget* parent) {
 class TPictureLabel : public QLabel {
 public:
     TPictureLabel(TPictureBox& model, QWidget* parent) : QLabel(parent), model_(model) {
-        setFrameShape(QFrame::StyledPanel);
         watch_ = new TWatch(this, model_, [this](const TChange&) { Reload(); });
         Reload();
     }
@@ -337,6 +336,8 @@ private:
         Scale();
     }
     void Scale() {
+        // Without a picture nothing is drawn, not even the frame: an empty box says nothing.
+        setFrameShape(pixmap_.isNull() ? QFrame::NoFrame : QFrame::StyledPanel);
         if (!watch_->Alive() || pixmap_.isNull()) {
             clear();
             return;

@@ -20,8 +20,10 @@
 #include "support/LibFolders.h"
 
 #include <QAction>
+#include <QBuffer>
 #include <QChartView>
 #include <QElapsedTimer>
+#include <QImage>
 #include <QLineEdit>
 #include <QMdiArea>
 #include <QMdiSubWindow>
@@ -374,10 +376,57 @@ TEST_F(SoundEditorTest, EveryKindShowsItsGridAndGraph) {
         auto* chart = WidgetOf<QChartView>(editor, "Graph");
         ASSERT_NE(chart, nullptr);
         EXPECT_TRUE(chart->isVisible());
+        // Without a picture the graph has its whole panel.
+        EXPECT_EQ(chart->geometry(), chart->parentWidget()->rect());
         EXPECT_GE(editor.Graph().SeriesCount(), 1);
         ASSERT_TRUE(host_.CloseWindow(editor));
         Settle();
     }
+}
+
+TEST_F(SoundEditorTest, TheGraphFollowsTheWindowAndMakesRoomForAPictureOnlyWhenThereIsOne) {
+    window_.resize(1200, 800);
+    sound::TFormLibX& editor = Open(kEmissionLibType, Element("Fan", {80, 81}));
+    // The first editor fills the work area, so it follows the main window.
+    EXPECT_TRUE(presenter_.WindowOf(editor)->isMaximized());
+    auto* chart = WidgetOf<QChartView>(editor, "Graph");
+    ASSERT_NE(chart, nullptr);
+    QWidget* panel = chart->parentWidget();
+    const QSize small = chart->size();
+    EXPECT_EQ(small, panel->size());
+    EXPECT_GT(small.width(), 800);
+
+    window_.resize(1600, 1000);
+    Settle();
+    EXPECT_EQ(chart->size(), panel->size());
+    EXPECT_EQ(chart->width(), small.width() + 400); // the element list keeps its width
+    EXPECT_GT(chart->height(), small.height() + 100);
+
+    // A picture takes its room at the graph's right and gives it back when cleared.
+    db::TTable& table = *editor.GetMainTable(editor.GetCurIndex());
+    QImage image(300, 200, QImage::Format_RGB32);
+    image.fill(Qt::darkGreen);
+    QByteArray png;
+    QBuffer buffer(&png);
+    buffer.open(QIODevice::WriteOnly);
+    image.save(&buffer, "PNG");
+    table.Edit();
+    table.FieldByName("Graphic").SetAsBytes(std::vector<std::uint8_t>(png.begin(), png.end()));
+    table.Post();
+    Settle();
+    auto* picture = WidgetOf<QWidget>(editor, "DBImagePanel");
+    ASSERT_NE(picture, nullptr);
+    EXPECT_TRUE(picture->isVisible());
+    EXPECT_EQ(picture->width(), 200);
+    EXPECT_EQ(chart->width() + picture->width(), panel->width());
+    EXPECT_EQ(picture->geometry().left(), chart->geometry().right() + 1);
+
+    table.Edit();
+    table.FieldByName("Graphic").Clear();
+    table.Post();
+    Settle();
+    EXPECT_FALSE(picture->isVisible());
+    EXPECT_EQ(chart->size(), panel->size());
 }
 
 TEST_F(SoundEditorTest, AValueTypedIntoTheGridWidgetReachesTheSpectrum) {
