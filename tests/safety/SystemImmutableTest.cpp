@@ -211,11 +211,10 @@ TEST_F(SystemImmutable, EveryEditingPathLeavesTheSystemLibraryBytesUnchanged) {
 
     // Menus, the main one and every pop-up menu, with their pop-up handlers run first.
     DriveMenu(editor.MainMenu()->Items(), onSystemTab, actions);
-    for (const char* popup : {"VGMenu", "ListMenu", "PictureMenu", "PredefinedMenu"})
-        if (TPopupMenu* menu = editor.FindPopupMenu(popup)) {
-            menu->Popup();
-            DriveMenu(menu->Items(), onSystemTab, actions);
-        }
+    for (TPopupMenu* menu : editor.PopupMenus()) {
+        menu->Popup();
+        DriveMenu(menu->Items(), onSystemTab, actions);
+    }
 
     // Direct calls a command or a script could make.
     onSystemTab();

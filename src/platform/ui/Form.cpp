@@ -35,6 +35,13 @@ TPopupMenu& TForm::AddPopupMenu(std::string name) {
     return *popupMenus_.back();
 }
 
+std::vector<TPopupMenu*> TForm::PopupMenus() const {
+    std::vector<TPopupMenu*> menus;
+    for (const auto& menu : popupMenus_)
+        menus.push_back(menu.get());
+    return menus;
+}
+
 TPopupMenu* TForm::FindPopupMenu(std::string_view name) const {
     for (const auto& menu : popupMenus_)
         if (menu->Name() == name)

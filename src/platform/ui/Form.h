@@ -46,6 +46,8 @@ public:
     TMainMenu* MainMenu() const { return mainMenu_.get(); }
     TPopupMenu& AddPopupMenu(std::string name);
     TPopupMenu* FindPopupMenu(std::string_view name) const;
+    // Every pop-up menu of the form, in the order they were added.
+    std::vector<TPopupMenu*> PopupMenus() const;
     // Searches the main menu and the popup menus.
     TMenuItem* FindMenuItem(std::string_view name) const;
 
