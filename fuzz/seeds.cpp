@@ -61,37 +61,9 @@ void DosSeeds() {
                       test::DosGroupBytes("Gebl\x84se")}));
 }
 
-formats::TClfFile ClfSample(int version) {
-    formats::TClfFile f;
-    f.Version = version;
-    auto& h = f.Header;
-    h.LicenseType = 2;
-    h.ModelName = "Box 12";
-    h.Manufacturer = "Maker";
-    h.Description = "two-way";
-    h.GivenFlags = formats::kClfAxialGiven;
-    h.Weight = 12.5f;
-    h.MeasDate = "2001-02-03";
-    h.MeasDistance = 4.0f;
-    h.LspType = 1;
-    h.TypeInfo = "amplified";
-    h.Radiation = 1;
-    h.Symmetry = 3;
-    for (std::size_t k = 0; k < h.AxialSpectrum.size(); ++k) {
-        h.AxialSpectrum[k] = 90.0f + static_cast<float>(k);
-    }
-    f.MinBand = 1;
-    f.MaxBand = static_cast<std::uint32_t>(f.Bands() - 2);
-    f.Balloon.resize(static_cast<std::size_t>(f.Bands() * f.Meridians() * f.Parallels()));
-    for (std::size_t i = 0; i < f.Balloon.size(); ++i) {
-        f.Balloon[i] = -static_cast<float>(i % 37) * 0.25f;
-    }
-    return f;
-}
-
 void ClfSeeds() {
-    Write("clf", "box.CF1", test::ClfBytes(ClfSample(1)));
-    Write("clf", "box.CF2", test::ClfBytes(ClfSample(2)));
+    Write("clf", "box.CF1", test::ClfBytes(test::ClfSample(1, 1, 8)));
+    Write("clf", "box.CF2", test::ClfBytes(test::ClfSample(2, 1, 28)));
 }
 
 void ParadoxSeeds() {

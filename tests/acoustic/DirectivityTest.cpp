@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <gtest/gtest.h>
+#include <tuple>
 
 namespace korvel::acoustic {
 namespace {
@@ -17,26 +18,25 @@ constexpr int kDirectivityType = 119;
 
 TEST(Directivity, GridSizesFollowTypeAndSteps) {
     TDirectivity d;
+    auto grid = [&] {
+        return std::tuple(d.BandCount(), d.GetItem(0).Band, d.ThetaCount(), d.PhiCount());
+    };
     EXPECT_EQ(d.DirType(), TDirType::RotationallySymmetric);
-    EXPECT_EQ(d.BandCount(), 1);
-    EXPECT_EQ(d.GetItem(0).Band, 27);
+    EXPECT_EQ(grid(), std::tuple(1, 27, 37, 72));
     EXPECT_EQ(d.BandStr(0), "All frequencies");
-    EXPECT_EQ(d.ThetaCount(), 37);
-    EXPECT_EQ(d.PhiCount(), 72);
 
     d.SetStep(10, 10);
     d.SetDirType(TDirType::Full3D);
-    EXPECT_EQ(d.ThetaCount(), 19); // 0, 10, ..., 180
-    EXPECT_EQ(d.PhiCount(), 36);   // 0, 10, ..., 350
+    EXPECT_EQ(grid(), std::tuple(1, 27, 19, 36)); // 0, 10, ..., 180 by 0, 10, ..., 350
     EXPECT_EQ(d.GetItem(0).Values.size(), 19u * 36u);
     d.SetDirType(TDirType::Horizontal);
-    EXPECT_EQ(d.ThetaCount(), 1);
+    EXPECT_EQ(grid(), std::tuple(1, 27, 1, 36));
     EXPECT_EQ(d.ThetaOf(0), 90.0);
 
     d.SetSpecType(TSpecType::Octave);
     d.SetBMinBMax(20, 40);
-    EXPECT_EQ(d.BandCount(), 9); // widened outward to the octave bands 63 Hz (18) .. 16 kHz (42)
-    EXPECT_EQ(d.GetItem(0).Band, 18);
+    // Widened outward to the octave bands 63 Hz (18) .. 16 kHz (42).
+    EXPECT_EQ(grid(), std::tuple(9, 18, 1, 36));
     EXPECT_EQ(d.BandStr(4), "1k Hz");
 
     EXPECT_THROW(d.SetStep(7, 10), EKorvelError);

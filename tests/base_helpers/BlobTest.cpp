@@ -30,13 +30,6 @@ TEST(BlobTest, BytesAreLittleEndianWhateverTheHost) {
     EXPECT_EQ(BlobToFloats(AsBytes(std::string("\x00\x00\x80\x3F", 4))), std::vector<float>{1.0f});
 }
 
-TEST(BlobTest, WholeBlobReadersRefuseARaggedLength) {
-    EXPECT_THROW(BlobToFloats(TBlob(7)), EKorvelError);
-    EXPECT_THROW(BlobToInt32s(TBlob(2)), EKorvelError);
-    EXPECT_THROW(BlobToInt16s(TBlob(3)), EKorvelError);
-    EXPECT_TRUE(BlobToFloats(TBlob{}).empty());
-}
-
 TEST(BlobTest, ArraysOfAnExpectedLengthAreReadWholeOrNotAtAll) {
     std::vector<float> levels(44, 60.0f);
     levels[43] = 12.5f;
@@ -54,6 +47,11 @@ TEST(BlobTest, ArraysOfAnExpectedLengthAreReadWholeOrNotAtAll) {
         EXPECT_NE(wrong.Message.find("176"), std::string::npos) << wrong.Message;
     }
     EXPECT_EQ(ReadFloatArrayOrDefault(TBlob{}, 3, 1.5f).Message, "no data stored");
+    // Readers of a whole blob take any length but a ragged one.
+    EXPECT_THROW(BlobToFloats(TBlob(7)), EKorvelError);
+    EXPECT_THROW(BlobToInt32s(TBlob(2)), EKorvelError);
+    EXPECT_THROW(BlobToInt16s(TBlob(3)), EKorvelError);
+    EXPECT_TRUE(BlobToFloats(TBlob{}).empty());
 
     // Defaults may differ per element; the integer readers follow the same rules.
     const float defaults[] = {0.0f, 100.0f, 1.0f};

@@ -13,8 +13,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// Collects the loader's results from its thread; with Hold() the next result waits in the callback until
-// Release(), which keeps the loader busy while a test queues requests behind it.
+// Collects the loader's results from its thread; while held, the next result waits in the callback, which
+// keeps the loader busy while a test queues requests behind it.
 class TCollector {
 public:
     void operator()(TRowResult result) {
@@ -23,24 +23,22 @@ public:
         changed_.notify_all();
         changed_.wait(lock, [&] { return !held_; });
     }
-
-    void Hold() {
+    void Hold(bool held) {
         std::lock_guard lock(mutex_);
-        held_ = true;
-    }
-    void Release() {
-        std::lock_guard lock(mutex_);
-        held_ = false;
+        held_ = held;
         changed_.notify_all();
     }
-    // Waits until n results came in; false after the timeout.
-    bool WaitFor(std::size_t n, std::chrono::milliseconds timeout = 10s) {
+    // The results so far, once at least n came in or the time ran out.
+    std::vector<TRowResult> Results(std::size_t n = 0) {
         std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, timeout, [&] { return results_.size() >= n; });
-    }
-    std::vector<TRowResult> Results() {
-        std::lock_guard lock(mutex_);
+        changed_.wait_for(lock, 10s, [&] { return results_.size() >= n; });
         return results_;
+    }
+    // Result i, waiting for it; a result that does not come in time fails the test.
+    TRowResult At(std::size_t i) {
+        const auto all = Results(i + 1);
+        EXPECT_GT(all.size(), i) << "no result in time";
+        return i < all.size() ? all[i] : TRowResult{};
     }
 
 private:
@@ -107,8 +105,7 @@ protected:
 TEST_F(RowLoaderTest, ReadsTheTextsTheListShowsInTheOrderAsked) {
     TRowLoader loader(File(), std::ref(collector));
     loader.Request(Request(1, 0, 5));
-    ASSERT_TRUE(collector.WaitFor(1));
-    const TRowResult result = collector.Results()[0];
+    const TRowResult result = collector.At(0);
     EXPECT_EQ(result.Error, "");
     EXPECT_EQ(result.Generation, 1u);
     ASSERT_EQ(result.Rows.size(), 5u);
@@ -134,8 +131,7 @@ TEST_F(RowLoaderTest, ReadsTheTextsTheListShowsInTheOrderAsked) {
     ASSERT_TRUE(elements->Locate("ElementName", {std::string("Charlie")}));
     elements->Delete();
     loader.Request(middle);
-    ASSERT_TRUE(collector.WaitFor(2));
-    const TRowResult second = collector.Results()[1];
+    const TRowResult second = collector.At(1);
     EXPECT_EQ(second.First, 1);
     ASSERT_EQ(second.Rows.size(), 3u);
     EXPECT_EQ(second.Rows[0].Texts[1], "bravo");
@@ -145,9 +141,9 @@ TEST_F(RowLoaderTest, ReadsTheTextsTheListShowsInTheOrderAsked) {
 
 TEST_F(RowLoaderTest, ANewerGenerationDropsOlderQueuedRequestsAndTheQueueStaysShort) {
     TRowLoader loader(File(), std::ref(collector));
-    collector.Hold();
+    collector.Hold(true);
     loader.Request(Request(1, 0, 1));
-    ASSERT_TRUE(collector.WaitFor(1)); // the loader now waits in the callback
+    ASSERT_EQ(collector.Results(1).size(), 1u); // the loader now waits in the callback
 
     loader.Request(Request(1, 1, 1));
     loader.Request(Request(1, 2, 1));
@@ -163,9 +159,8 @@ TEST_F(RowLoaderTest, ANewerGenerationDropsOlderQueuedRequestsAndTheQueueStaysSh
     EXPECT_EQ(pushedOut, std::vector<std::int64_t>{10});
     EXPECT_EQ(loader.Queued(), TRowLoader::kMaxQueued);
 
-    collector.Release();
-    ASSERT_TRUE(collector.WaitFor(1 + TRowLoader::kMaxQueued));
-    const auto results = collector.Results();
+    collector.Hold(false);
+    const auto results = collector.Results(1 + TRowLoader::kMaxQueued);
     ASSERT_EQ(results.size(), 1 + TRowLoader::kMaxQueued);
     EXPECT_EQ(results[0].Generation, 1u);
     // Newest first: the window the user looks at now.
@@ -181,8 +176,7 @@ TEST_F(RowLoaderTest, ErrorsComeBackAsResults) {
         TCollector missing;
         TRowLoader loader(dir.File("Gone.abs"), std::ref(missing));
         loader.Request(Request(1, 0, 2));
-        ASSERT_TRUE(missing.WaitFor(1));
-        const auto result = missing.Results()[0];
+        const auto result = missing.At(0);
         EXPECT_NE(result.Error.find("Gone.abs"), std::string::npos) << result.Error;
         EXPECT_TRUE(result.Rows.empty());
     }
@@ -191,8 +185,7 @@ TEST_F(RowLoaderTest, ErrorsComeBackAsResults) {
     TRowRequest wrongTable = Request(1, 0, 2);
     wrongTable.TableName = "NoSuchTable";
     loader.Request(wrongTable);
-    ASSERT_TRUE(collector.WaitFor(1));
-    EXPECT_NE(collector.Results()[0].Error.find("NoSuchTable"), std::string::npos);
+    EXPECT_NE(collector.At(0).Error.find("NoSuchTable"), std::string::npos);
 }
 
 TEST_F(RowLoaderTest, DestructorStopsAReadThatWaitsForALock) {

@@ -14,14 +14,6 @@ namespace {
 using test::Join;
 using test::WriteAll;
 
-// A data record holding its own number in the first comment line and the first band.
-TBlob NumberedDataRecord(int n) {
-    TDosDataRecord rec;
-    rec.Comment[0] = "record " + std::to_string(n);
-    rec.ThirdOctaves[0] = static_cast<float>(n);
-    return test::DosDataBytes(rec);
-}
-
 TEST(DosLibFilesTest, RecordFieldsComeFromTheirOffsetsAndTheEncodersWriteThem) {
     const TDosIndexRecord index{
         "M\x81hle  ", -5, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10}}; // "Mühle" in code page 850
@@ -31,9 +23,7 @@ TEST(DosLibFilesTest, RecordFieldsComeFromTheirOffsetsAndTheEncodersWriteThem) {
     std::fill(raw.begin() + 8, raw.begin() + 41, 0xEE);
     std::fill(raw.begin() + 53, raw.end(), 0xEE);
     const TDosIndexRecord rec = DecodeDosIndexRecord(raw);
-    EXPECT_EQ(rec.Name, "M\xC3\xBChle");
-    EXPECT_EQ(rec.Entry, -5);
-    EXPECT_EQ(rec.Groups, index.Groups);
+    EXPECT_EQ(std::tie(rec.Name, rec.Entry, rec.Groups), std::tuple("M\xC3\xBChle", -5, index.Groups));
     // A length byte beyond the capacity reads the 40 characters and no more.
     TBlob longName(kDosIndexRecordSize, 'x');
     longName[0] = 200;
@@ -62,63 +52,46 @@ TEST(DosLibFilesTest, RecordFieldsComeFromTheirOffsetsAndTheEncodersWriteThem) {
     EXPECT_THROW(DecodeDosGroupRecord(TBlob(kDosGroupRecordSize - 1, 0)), EKorvelError);
 }
 
-TEST(DosLibFilesTest, WholeFilesStopAtATrailingPartialRecord) {
+TEST(DosLibFilesTest, ReadingRecordsFromFiles) {
+    // A trailing partial index record ends the file.
     TBlob index = Join({test::DosIndexBytes({"Pumpe", 1, {}}), test::DosIndexBytes({"Gebl\x84se", 2, {}})});
     index.resize(index.size() + 30, 'z');
-    const auto records = DecodeDosIndexFile(index);
-    ASSERT_EQ(records.size(), 2u);
-    EXPECT_EQ(records[1].Name, "Gebl\xC3\xA4se");
-    EXPECT_EQ(records[1].Entry, 2);
+    const auto entries = DecodeDosIndexFile(index);
+    ASSERT_EQ(entries.size(), 2u);
+    EXPECT_EQ(entries[1].Name, "Gebl\xC3\xA4se");
+    EXPECT_EQ(entries[1].Entry, 2);
 
-    // Empty group names stay, so that group numbers keep pointing at the right record.
-    TBlob groups =
-        Join({test::DosGroupBytes("Industrie"), test::DosGroupBytes(""), test::DosGroupBytes("Verkehr")});
-    groups.push_back(3);
-    EXPECT_EQ(DecodeDosGroupFile(groups), (std::vector<std::string>{"Industrie", "", "Verkehr"}));
-}
-
-TEST(DosLibFilesTest, ReadingRecordsFromFiles) {
     test::TempDir dir;
     const std::string data = dir.File("LIBDATA.002");
     std::vector<TBlob> records;
-    for (int n = 1; n <= 7; ++n)
-        records.push_back(NumberedDataRecord(n));
+    for (int n = 1; n <= 7; ++n) { // each holding its number in the first comment line and the first band
+        TDosDataRecord rec;
+        rec.Comment[0] = "record " + std::to_string(n);
+        rec.ThirdOctaves[0] = static_cast<float>(n);
+        records.push_back(test::DosDataBytes(rec));
+    }
     records.push_back(TBlob(100, 0)); // a damaged, partial eighth record
     WriteAll(data, Join(records));
 
     // Each record opened on its own, and all through one file kept open, where a failed read must not end
-    // the reading of the records after it.
+    // the reading of the records after it. A negative entry is placed at |n - 1| records (-5 at the seventh,
+    // 0 at the second); a failed read leaves the record empty.
     TDosRecordFile open(data, kDosDataRecordSize);
     const std::vector<std::function<int(int, TDosDataRecord&)>> readers = {
         [&](int n, TDosDataRecord& r) { return ReadDosDataRecord(n, r, data); },
         [&](int n, TDosDataRecord& r) {
             return ReadDosDataRecord(n, r, open);
         }};
+    const std::pair<int, int> reads[] = {{1, 1}, {6, 6}, {-5, 7}, {-4, 6},  {0, 2},
+                                         {8, 0}, {3, 3}, {-7, 0}, {500, 0}, {5, 5}};
     for (const auto& read : readers) {
         TDosDataRecord rec;
-        ASSERT_EQ(read(1, rec), 0);
-        EXPECT_EQ(rec.Comment[0], "record 1");
-        ASSERT_EQ(read(6, rec), 0);
-        EXPECT_EQ(rec.ThirdOctaves[0], 6.0f);
-        // A negative entry is placed at |n - 1| records: -5 at 6 * 832, where the seventh record starts.
-        ASSERT_EQ(read(-5, rec), 0);
-        EXPECT_EQ(rec.Comment[0], "record 7");
-        ASSERT_EQ(read(-4, rec), 0);
-        EXPECT_EQ(rec.Comment[0], "record 6");
-        ASSERT_EQ(read(0, rec), 0); // |0 - 1| = 1: the second record
-        EXPECT_EQ(rec.Comment[0], "record 2");
-
-        // A partial record and a record past the end fail and leave the record empty.
-        EXPECT_EQ(read(8, rec), -1);
-        EXPECT_EQ(rec.Comment[0], "");
-        EXPECT_EQ(rec.ThirdOctaves[0], 0.0f);
-        ASSERT_EQ(read(3, rec), 0);
-        EXPECT_EQ(rec.Comment[0], "record 3");
-        EXPECT_EQ(read(-7, rec), -1);
-        EXPECT_EQ(rec.Comment[0], "");
-        EXPECT_EQ(read(500, rec), -1);
-        ASSERT_EQ(read(5, rec), 0);
-        EXPECT_EQ(rec.Comment[0], "record 5");
+        for (const auto& [entry, found] : reads) {
+            SCOPED_TRACE(entry);
+            EXPECT_EQ(read(entry, rec), found > 0 ? 0 : -1);
+            EXPECT_EQ(rec.Comment[0], found > 0 ? "record " + std::to_string(found) : "");
+            EXPECT_EQ(rec.ThirdOctaves[0], static_cast<float>(found));
+        }
     }
     TDosDataRecord rec;
     EXPECT_EQ(ReadDosDataRecord(1, rec, dir.File("missing")), -1);
@@ -128,26 +101,20 @@ TEST(DosLibFilesTest, ReadingRecordsFromFiles) {
     const std::string groups = dir.File("Gruppe.002");
     WriteAll(groups, Join({test::DosGroupBytes("M\x81hle"), test::DosGroupBytes("Motoren"), TBlob(10, 0)}));
     std::string name = "stale";
-    ASSERT_EQ(ReadDosGroupRecord(2, name, groups), 0);
-    EXPECT_EQ(name, "Motoren");
-    ASSERT_EQ(ReadDosGroupRecord(1, name, groups), 0);
-    EXPECT_EQ(name, "M\xC3\xBChle");
-    EXPECT_EQ(ReadDosGroupRecord(3, name, groups), -1);
-    EXPECT_EQ(name, "");
+    for (const auto& [number, want] :
+         {std::pair{2, "Motoren"}, std::pair{1, "M\xC3\xBChle"}, std::pair{3, ""}}) {
+        EXPECT_EQ(ReadDosGroupRecord(number, name, groups), *want ? 0 : -1);
+        EXPECT_EQ(name, want);
+    }
     EXPECT_EQ(ReadDosGroupRecord(1, name, dir.File("Gruppe.009")), -1);
 }
 
 TEST(DosLibFilesTest, KindsAndFileNames) {
-    const struct {
-        int LibType;
-        const char* Digit;
-        double NoValue;
-    } kinds[] = {{120, "2", -99.0}, {121, "1", 0.0}, {122, "3", -99.0}, {123, "4", -99.0}, {119, "", 0.0}};
-    for (const auto& kind : kinds) {
-        SCOPED_TRACE(kind.LibType);
-        EXPECT_EQ(DosKindDigit(kind.LibType), kind.Digit);
-        EXPECT_EQ(DosNoValueLevel(kind.LibType), kind.NoValue);
-    }
+    // Kind, digit of the file names and the level that stands for no value.
+    const std::tuple<int, std::string, double> kinds[] = {
+        {120, "2", -99.0}, {121, "1", 0.0}, {122, "3", -99.0}, {123, "4", -99.0}, {119, "", 0.0}};
+    for (const auto& [kind, digit, noValue] : kinds)
+        EXPECT_EQ(std::pair(DosKindDigit(kind), DosNoValueLevel(kind)), std::pair(digit, noValue)) << kind;
     for (const auto& [name, isIndex] :
          {std::pair{"/old/SCHALLIB.002", true}, std::pair{"c:/x/emilib.00a", true},
           std::pair{"/old/SCHALLIB.02", false}, std::pair{"/old/LIBDATA.002", false},

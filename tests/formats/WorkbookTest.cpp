@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <functional>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <iostream>
 #include <sys/resource.h>
@@ -18,7 +19,9 @@ namespace korvel::formats {
 namespace {
 
 using namespace test; // the workbook builders and file helpers
+using ::testing::HasSubstr;
 using TRow = std::vector<std::string>;
+using TRows = std::vector<TRow>;
 
 // The message of the error the call throws.
 std::string ErrorOf(const std::function<void()>& call) {
@@ -58,17 +61,16 @@ TEST(XlsxReader, ReadsTextsNumbersDatesAndGapsOfEverySheet) {
     const TWorkbook book = ReadWorkbook(file);
 
     ASSERT_EQ(book.Sheets.size(), 2u);
-    const TSheet& sheet = book.Sheets[0];
-    EXPECT_EQ(sheet.Name, "Levels");
+    EXPECT_EQ(book.Sheets[0].Name, "Levels");
     // Rich runs are joined and the phonetic hint left out; the fourth cell of row 2 has no reference and
-    // follows the previous one.
-    EXPECT_EQ(sheet.Rows[0], (TRow{"Element name", "Lw 125 Hz", "Comment"}));
-    EXPECT_EQ(sheet.Rows[1], (TRow{"Pump", "81.3", "two\nlines", "Pump", "TRUE"}));
-    EXPECT_TRUE(sheet.Rows[2].empty()); // row 3 is missing in the file
-    // A quoted "d" in the number format of E4 is no date; F4 counts elapsed hours from day 0.
-    EXPECT_EQ(sheet.Rows[3], (TRow{"", "2023-03-15", "2023-03-15 12:00:00", "06:00:00", "1.5",
-                                   "1900-01-01 18:00:00", "#DIV/0!", "0.001"}));
-    EXPECT_EQ(sheet.Cell(99, 99), "");
+    // follows the previous one; row 3 is missing in the file. A quoted "d" in the number format of E4 is
+    // no date; F4 counts elapsed hours from day 0.
+    EXPECT_EQ(book.Sheets[0].Rows, (TRows{{"Element name", "Lw 125 Hz", "Comment"},
+                                          {"Pump", "81.3", "two\nlines", "Pump", "TRUE"},
+                                          {},
+                                          {"", "2023-03-15", "2023-03-15 12:00:00", "06:00:00", "1.5",
+                                           "1900-01-01 18:00:00", "#DIV/0!", "0.001"}}));
+    EXPECT_EQ(book.Sheets[0].Cell(99, 99), "");
     EXPECT_EQ(book.Sheets[1].Name, "Zweite");
     EXPECT_EQ(book.Sheets[1].Cell(0, 0), "Only");
 
@@ -304,15 +306,13 @@ TEST(XlsReader, ReadsSheetsTextsNumbersAndDates) {
 
     const TWorkbook book = ReadWorkbook(file);
     ASSERT_EQ(book.Sheets.size(), 2u);
-    const TSheet& sheet = book.Sheets[0];
-    EXPECT_EQ(sheet.Name, "Levels");
-    EXPECT_EQ(sheet.Rows[0], (TRow{"Element name", "Größe", "", "63Hz"}));
-    EXPECT_EQ(sheet.Rows[1], (TRow{"Pump", "81.3", "", "42"}));
+    EXPECT_EQ(book.Sheets[0].Name, "Levels");
     // A date-and-time format on a whole day shows no time of day.
-    EXPECT_EQ(sheet.Rows[2], (TRow{"", "2023-03-15", "2023-03-15 12:00:00", "2023-03-15", "06:00:00"}));
-    EXPECT_TRUE(sheet.Rows[3].empty());
-    EXPECT_EQ(sheet.Rows[4], (TRow{"0.1", "-1e-07"}));
-    EXPECT_EQ(sheet.Rows.size(), 5u);
+    EXPECT_EQ(book.Sheets[0].Rows, (TRows{{"Element name", "Größe", "", "63Hz"},
+                                          {"Pump", "81.3", "", "42"},
+                                          {"", "2023-03-15", "2023-03-15 12:00:00", "2023-03-15", "06:00:00"},
+                                          {},
+                                          {"0.1", "-1e-07"}}));
     EXPECT_EQ(book.Sheets[1].Name, "Zweite");
     EXPECT_EQ(book.Sheets[1].Cell(0, 0), "Pump");
 
@@ -324,32 +324,27 @@ TEST(XlsReader, ReadsSheetsTextsNumbersAndDates) {
 
 TEST(XlsReader, RefusesDamagedFilesAndLimits) {
     TempDir dir;
-    const auto refusal = [](const std::string& file, const TWorkbookLimits& limits = {}) {
-        return ErrorOf([&] { ReadXls(file, limits); });
-    };
-    const std::string garbage = dir.File("garbage.xls");
-    WriteAll(garbage, std::string(2000, 'x'));
-    EXPECT_NE(refusal(garbage).find("garbage.xls"), std::string::npos) << refusal(garbage);
-
     TXlsSheet sheet{"Data", {}};
     for (std::uint16_t row = 0; row < 10; ++row)
         sheet.Text(row, 0, "Name " + std::to_string(row)).Number(row, 1, row);
     const std::string good = dir.File("good.xls");
     WriteXlsWorkbook(good, {sheet});
-    const std::string truncated = dir.File("truncated.xls");
-    WriteAll(truncated, ReadAll(good).substr(0, 1024));
-    EXPECT_NE(refusal(truncated).find("truncated.xls"), std::string::npos);
-
-    const std::string rows = refusal(good, Limit(&TWorkbookLimits::MaxRows, 9));
-    EXPECT_NE(rows.find("more than 9 rows"), std::string::npos) << rows;
-    const std::string cells = refusal(good, Limit(&TWorkbookLimits::MaxCells, 19));
-    EXPECT_NE(cells.find("more than 19 cells"), std::string::npos) << cells;
+    WriteAll(dir.File("garbage.xls"), std::string(2000, 'x'));
+    WriteAll(dir.File("truncated.xls"), ReadAll(good).substr(0, 1024));
+    const std::vector<std::tuple<std::string, TWorkbookLimits, std::string>> cases = {
+        {"garbage.xls", {}, "garbage.xls"},
+        {"truncated.xls", {}, "truncated.xls"},
+        {"missing.xls", {}, "cannot be opened"},
+        {"good.xls", Limit(&TWorkbookLimits::MaxRows, 9), "more than 9 rows"},
+        {"good.xls", Limit(&TWorkbookLimits::MaxCells, 19), "more than 19 cells"},
+    };
+    for (const auto& [name, limits, expected] : cases)
+        EXPECT_THAT(ErrorOf([&] { ReadXls(dir.File(name), limits); }), HasSubstr(expected)) << name;
     EXPECT_EQ(ReadXls(good, Limit(&TWorkbookLimits::MaxCells, 20)).Sheets[0].Cell(9, 0), "Name 9");
-    EXPECT_NE(refusal(dir.File("missing.xls")).find("cannot be opened"), std::string::npos);
 }
 
-TEST(TextTable, DetectsTheSeparatorInTheFirstLine) {
-    const std::vector<std::pair<std::string, TRow>> cases = {
+TEST(TextTable, DetectsTheSeparatorAndReadsQuotesLineBreaksAndEncodings) {
+    const std::vector<std::pair<std::string, TRow>> firstRows = {
         {"a\tb;c,d\n", {"a", "b;c,d"}},
         {"a;b;c,d\n", {"a", "b", "c,d"}},
         {"a,b,c;d\n", {"a", "b", "c;d"}},
@@ -357,13 +352,15 @@ TEST(TextTable, DetectsTheSeparatorInTheFirstLine) {
         {"a;b,c\n", {"a", "b,c"}},         // then semicolon
         {"\"x;y;z\",b\n", {"x;y;z", "b"}}, // quoted ones do not count
         {"single\n", {"single"}},
-        {"12\" pipe;b\n", {"12\" pipe", "b"}}, // a quote inside a field is text
+        {"12\" pipe;b\n", {"12\" pipe", "b"}},         // a quote inside a field is text
+        {"Gr\xFC\xDF\x65\tWert\n", {"Grüße", "Wert"}}, // not UTF-8: the ANSI code page
+        {"Größe\n", {"Größe"}},
     };
-    for (const auto& [text, first] : cases)
+    for (const auto& [text, first] : firstRows)
         EXPECT_EQ(ReadTextTable(text, "t").Sheets[0].Rows[0], first) << text;
-}
+    EXPECT_EQ(ReadTextTable("Gr\xFC\xDF\x65\n", "a", 1251).Sheets[0].Cell(0, 0), "GrьЯe");
+    EXPECT_TRUE(ReadTextTable("", "empty").Sheets[0].Rows.empty());
 
-TEST(TextTable, ReadsQuotesLineBreaksAndEncodings) {
     const TWorkbook book = ReadTextTable("\xEF\xBB\xBFName;Comment\r\n"
                                          "\"Pump \"\"A\"\"\";\"two\r\nlines\"\r\n"
                                          "\r\n"
@@ -371,20 +368,11 @@ TEST(TextTable, ReadsQuotesLineBreaksAndEncodings) {
                                          "Grill;  spaced  ",
                                          "levels");
     ASSERT_EQ(book.Sheets.size(), 1u);
-    const TSheet& sheet = book.Sheets[0];
-    EXPECT_EQ(sheet.Name, "levels");
-    ASSERT_EQ(sheet.Rows.size(), 5u);
-    EXPECT_EQ(sheet.Cell(0, 0), "Name"); // the BOM is no part of the first heading
-    EXPECT_EQ(sheet.Rows[1], (TRow{"Pump \"A\"", "two\r\nlines"}));
-    EXPECT_TRUE(sheet.Rows[2].empty());
-    EXPECT_EQ(sheet.Rows[3], (TRow{"Fan"}));
-    EXPECT_EQ(sheet.Cell(4, 1), "  spaced  ");
-
-    // Not UTF-8: the ANSI code page.
-    EXPECT_EQ(ReadTextTable("Gr\xFC\xDF\x65\tWert\n", "a").Sheets[0].Cell(0, 0), "Grüße");
-    EXPECT_EQ(ReadTextTable("Gr\xFC\xDF\x65\n", "a", 1251).Sheets[0].Cell(0, 0), "GrьЯe");
-    EXPECT_EQ(ReadTextTable("Größe\n", "u").Sheets[0].Cell(0, 0), "Größe");
-    EXPECT_TRUE(ReadTextTable("", "empty").Sheets[0].Rows.empty());
+    EXPECT_EQ(book.Sheets[0].Name, "levels");
+    // The BOM is no part of the first heading.
+    EXPECT_EQ(
+        book.Sheets[0].Rows,
+        (TRows{{"Name", "Comment"}, {"Pump \"A\"", "two\r\nlines"}, {}, {"Fan"}, {"Grill", "  spaced  "}}));
     EXPECT_EQ(ErrorOf([] { ReadTextTable("a;b\nc;\"open\nstill open\n", "t"); }),
               "The quote opened in line 2 is not closed.");
 }
@@ -392,10 +380,13 @@ TEST(TextTable, ReadsQuotesLineBreaksAndEncodings) {
 TEST(TextTable, EnforcesLimitsAndNamesTheFile) {
     const TWorkbookLimits twoRows = Limit(&TWorkbookLimits::MaxRows, 2);
     EXPECT_NO_THROW(ReadTextTable("a\nb\n\n\n", "t", 1252, twoRows)); // trailing empty lines hold nothing
-    EXPECT_THROW(ReadTextTable("a\nb\nc\n", "t", 1252, twoRows), EKorvelError);
-    EXPECT_THROW(ReadTextTable("a;b;c;d\n", "t", 1252, Limit(&TWorkbookLimits::MaxColumns, 3)), EKorvelError);
-    EXPECT_THROW(ReadTextTable("a;b;c\nd;e;f\n", "t", 1252, Limit(&TWorkbookLimits::MaxCells, 5)),
-                 EKorvelError);
+    const std::vector<std::pair<std::string, TWorkbookLimits>> tooLarge = {
+        {"a\nb\nc\n", twoRows},
+        {"a;b;c;d\n", Limit(&TWorkbookLimits::MaxColumns, 3)},
+        {"a;b;c\nd;e;f\n", Limit(&TWorkbookLimits::MaxCells, 5)},
+    };
+    for (const auto& [text, limits] : tooLarge)
+        EXPECT_THROW(ReadTextTable(text, "t", 1252, limits), EKorvelError) << text;
 
     TempDir dir;
     const std::string file = dir.File("Levels.CSV");
@@ -403,12 +394,10 @@ TEST(TextTable, EnforcesLimitsAndNamesTheFile) {
     const TWorkbook book = ReadWorkbook(file);
     EXPECT_EQ(book.Sheets[0].Name, "Levels");
     EXPECT_EQ(book.Sheets[0].Cell(1, 1), "2");
-    const std::string tooLong =
-        ErrorOf([&] { ReadWorkbook(file, Limit(&TWorkbookLimits::MaxTextTableBytes, 7)); });
-    EXPECT_NE(tooLong.find("more than the 7 a text table may have"), std::string::npos) << tooLong;
+    EXPECT_THAT(ErrorOf([&] { ReadWorkbook(file, Limit(&TWorkbookLimits::MaxTextTableBytes, 7)); }),
+                HasSubstr("more than the 7 a text table may have"));
     WriteAll(file, "\"never closed");
-    const std::string open = ErrorOf([&] { ReadWorkbook(file); });
-    EXPECT_NE(open.find("Levels.CSV"), std::string::npos) << open;
+    EXPECT_THAT(ErrorOf([&] { ReadWorkbook(file); }), HasSubstr("Levels.CSV"));
     EXPECT_THROW(ReadWorkbook(dir.File("missing.txt")), EKorvelError);
 }
 

@@ -25,9 +25,11 @@ void Check(bool ok, zip_t* archive, const std::string& what) {
 
 // Feeds the generated part to libzip piece by piece.
 struct TStreamState {
+    explicit TStreamState(const TRowStream& stream) : Stream(stream) {}
     const TRowStream& Stream;
     std::size_t Next = 0;
-    std::string Piece;
+    std::string Generated;
+    std::string_view Piece;
     std::size_t Offset = 0;
     std::uint64_t Bytes = 0;
 };
@@ -51,9 +53,14 @@ zip_int64_t StreamCallback(void* state, void* data, zip_uint64_t len, zip_source
             if (s.Offset == s.Piece.size()) {
                 s.Offset = 0;
                 const std::size_t row = s.Next++;
-                s.Piece = row < s.Stream.Rows    ? s.Stream.Row(row)
-                          : row == s.Stream.Rows ? s.Stream.Tail
-                                                 : std::string();
+                if (row < s.Stream.Rows && s.Stream.Row) {
+                    s.Generated = s.Stream.Row(row);
+                    s.Piece = s.Generated;
+                } else {
+                    s.Piece = row < s.Stream.Rows    ? std::string_view(s.Stream.Same)
+                              : row == s.Stream.Rows ? std::string_view(s.Stream.Tail)
+                                                     : std::string_view();
+                }
             }
         }
         s.Bytes += done;
@@ -135,7 +142,7 @@ std::uint64_t WriteXlsx(const std::string& fileName, const TRowStream& firstShee
     TXlsxParts parts = XlsxParts("");
     std::erase_if(parts, [](const auto& part) { return part.first == kFirstSheetPart; });
     zip_t* archive = Create(fileName, parts);
-    TStreamState state{firstSheet, 0, {}, 0, 0};
+    TStreamState state(firstSheet);
     zip_source_t* source = zip_source_function(archive, &StreamCallback, &state);
     const zip_int64_t index = zip_file_add(archive, kFirstSheetPart, source, 0);
     Check(index >= 0, archive, kFirstSheetPart);

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -30,10 +31,12 @@ TXlsxParts XlsxParts(const std::string& firstSheet, bool date1904 = false);
 
 void WriteZip(const std::string& fileName, const TXlsxParts& parts);
 
-// A part made of Head, Row(0) ... Row(Rows - 1), then Tail.
+// A part made of Head, Row(0) ... Row(Rows - 1), then Tail; without Row, Same is written Rows times. Same is
+// never copied, so a gigabyte of it costs the writer no memory (under ASan every freed copy would be held).
 struct TRowStream {
     std::string Head, Tail;
     std::function<std::string(std::size_t)> Row;
+    std::string Same;
     std::size_t Rows = 0;
 };
 

@@ -16,6 +16,7 @@
 #include "support/LegacyFiles.h"
 #include "support/TempDir.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -25,7 +26,6 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <random>
-#include <sqlite3.h>
 #include <sstream>
 #include <sys/wait.h>
 #include <thread>
@@ -40,19 +40,11 @@ using TArgs = std::vector<std::string>;
 
 const std::string kEmission = std::to_string(kEmissionLibType);
 
-int RunsPerOperation() {
-    const char* text = std::getenv("KORVEL_CRASH_RUNS");
-    const int runs = text ? std::atoi(text) : 0;
-    return runs > 0 ? runs : 13; // five operations: at least 50 kills locally
-}
-
-unsigned Seed() {
-    const char* text = std::getenv("KORVEL_CRASH_SEED");
-    return text && *text ? static_cast<unsigned>(std::strtoul(text, nullptr, 10)) : std::random_device{}();
-}
-
-std::string Describe(const TCliResult& r) {
-    return "exit " + std::to_string(r.ExitCode) + "\nstdout: " + r.Out + "\nstderr: " + r.Err;
+// A positive number from the environment, or the fallback.
+long EnvNumber(const char* name, long fallback) {
+    const char* text = std::getenv(name);
+    const long number = text ? std::strtol(text, nullptr, 10) : 0;
+    return number > 0 ? number : fallback;
 }
 
 // One element as the file holds it; the colour is left out (the schema update draws it at random).
@@ -70,14 +62,9 @@ using TSnapshot = std::map<std::int64_t, TElement>;
 std::string Difference(const TSnapshot& got, const TSnapshot& want) {
     if (got.size() != want.size())
         return std::to_string(got.size()) + " elements instead of " + std::to_string(want.size());
-    for (const auto& [number, element] : want) {
-        const auto g = got.find(number);
-        if (g == got.end())
-            return "element " + std::to_string(number) + " missing";
-        if (!(g->second == element))
-            return "element " + std::to_string(number) + " (\"" + element.Name + "\") differs";
-    }
-    return {};
+    const auto [g, w] = std::ranges::mismatch(got, want);
+    return w == want.end() ? ""
+                           : "element " + std::to_string(w->first) + " (\"" + w->second.Name + "\") differs";
 }
 
 std::int64_t Highest(const TSnapshot& s) {
@@ -87,8 +74,7 @@ std::int64_t Highest(const TSnapshot& s) {
 struct TMakeSpec {
     int Count = 0;
     int FirstNumber = 1;
-    int Step = 1; // a step over 1 leaves gaps in the numbering
-    std::string Prefix = "Element-";
+    int Step = 1;               // a step over 1 leaves gaps in the numbering
     int GroupCount = 0;         // groups "G1".."Gn"
     std::int64_t HandedOut = 0; // numbers up to this were used already (their elements deleted)
     bool OlderLayout = false;   // the main table as an older version wrote it
@@ -115,7 +101,7 @@ void MakeEmissionLibrary(const std::string& folder, const TMakeSpec& s) {
     db::TTable& t = *lib.GetTable();
     for (int i = 0; i < s.Count; ++i) {
         database.RaiseNextAutoIncValue(t.TableName(), s.FirstNumber + i * s.Step);
-        const std::string name = s.Prefix + std::to_string(i);
+        const std::string name = "Element-" + std::to_string(i);
         t.Append();
         OnNewRecord(t, kEmissionLibType, false);
         t.FieldByName("ElementName").SetAsString(name);
@@ -141,15 +127,19 @@ void MakeEmissionLibrary(const std::string& folder, const TMakeSpec& s) {
     lib.Close();
 }
 
-bool HasField(const std::string& folder, const std::string& field) {
+// The fields of the main table, as the file declares them.
+std::vector<std::string> FieldNames(const std::string& folder) {
     db::TDatabase database(folder + LibName(kEmissionLibType));
     database.Open();
-    return database.ReadTableDef(TableNames(kEmissionLibType)[0]).FindField(field) != nullptr;
+    std::vector<std::string> names;
+    for (const db::TFieldDef& field : database.ReadTableDef(TableNames(kEmissionLibType)[0]).Fields)
+        names.push_back(field.Name);
+    return names;
 }
 
 class CrashSafety : public ::testing::Test {
 protected:
-    CrashSafety() : seed_(Seed()), random_(seed_) {}
+    CrashSafety() : seed_(EnvNumber("KORVEL_CRASH_SEED", std::random_device{}())), random_(seed_) {}
 
     void SetUp() override { RecordProperty("seed", std::to_string(seed_)); }
     void TearDown() override { RecordProperty("killed", std::to_string(killed_)); }
@@ -164,8 +154,7 @@ protected:
     // Wall time of an uninterrupted run, which must succeed.
     Clock::duration Measure(const TArgs& args) {
         const Clock::time_point start = Clock::now();
-        const TCliResult r = Cli(args);
-        EXPECT_EQ(r.ExitCode, 0) << Describe(r);
+        EXPECT_TRUE(ExitedWith(Cli(args), 0));
         return Clock::now() - start;
     }
 
@@ -198,29 +187,13 @@ protected:
         }
     }
 
-    // Opens the library writable with the engine (which recovers what a kill left) and reads every element
-    // with the spectrum object, checks the file with SQLite and lists it with korvellib; returns the
-    // elements. Every finding is a test failure.
+    // Lists the library with korvellib, whose opening recovers what a kill left, checks the file with SQLite
+    // and returns its elements. Every finding is a test failure.
     TSnapshot CheckLibrary(const std::string& folder) {
         const std::string file = folder + LibName(kEmissionLibType);
         SCOPED_TRACE(file);
-        std::vector<std::int64_t> numbers;
-        try {
-            TMyTable lib(TableNames(kEmissionLibType));
-            lib.InitLibX(folder, LibName(kEmissionLibType), TableNames(kEmissionLibType), false, true);
-            lib.Open();
-            db::TTable& t = *lib.GetTable();
-            t.SetIndexName("p");
-            for (t.First(); !t.Eof(); t.Next()) {
-                numbers.push_back(t.Fields(0).AsLargeInt());
-                TEmisLibSpectrum().ReadFromLibrary(lib, TAddPropDefList(kEmissionLibType));
-            }
-        } catch (const std::exception& error) {
-            ADD_FAILURE() << "the library does not open writable or an element cannot be read: "
-                          << error.what();
-            return {};
-        }
-
+        const TCliResult list = Cli({"list", kEmission, folder});
+        EXPECT_TRUE(ExitedWith(list, 0));
         TSnapshot elements;
         db::TSqliteConnection conn(file, true, false);
         db::TStatement check(conn.Handle(), "PRAGMA integrity_check");
@@ -237,11 +210,11 @@ protected:
         int broken = 0;
         while (e.Step()) {
             const std::int64_t number = e.ColumnInt(0);
-            TElement element{e.ColumnText(1), e.IsNull(2) ? std::string() : e.ColumnText(2), {}, {}, {}};
-            if (e.ColumnType(3) == SQLITE_BLOB)
-                element.Spectrum = e.ColumnBlob(3);
-            if (!e.IsNull(4))
-                element.AddProp = e.ColumnBlob(4);
+            TElement element{e.ColumnText(1),
+                             e.IsNull(2) ? std::string() : e.ColumnText(2),
+                             e.ColumnBlob(3),
+                             e.ColumnBlob(4),
+                             {}};
             // Every element here was stored with its spectrum: a name without it is half an element.
             if ((element.Name.empty() || element.Spectrum.size() != kBandCount * sizeof(float)) &&
                 ++broken <= 5)
@@ -259,13 +232,6 @@ protected:
                 << "number " << number << " twice";
         }
         EXPECT_EQ(broken, 0) << "elements that are not whole";
-        std::vector<std::int64_t> stored;
-        for (const auto& [number, element] : elements)
-            stored.push_back(number);
-        EXPECT_EQ(numbers, stored) << "the engine and SQLite see other elements";
-
-        const TCliResult list = Cli({"list", kEmission, folder});
-        EXPECT_EQ(list.ExitCode, 0) << Describe(list);
         EXPECT_EQ(static_cast<std::size_t>(std::count(list.Out.begin(), list.Out.end(), '\n')),
                   elements.size())
             << "korvellib lists another number of elements";
@@ -275,7 +241,7 @@ protected:
     // Adds an element through korvellib: its number must lie above every number handed out before.
     void CheckNextNumber(const std::string& folder, std::int64_t handedOut) {
         const TCliResult r = Cli({"add", kEmission, folder, "--set", "ElementName=probe"});
-        ASSERT_EQ(r.ExitCode, 0) << Describe(r);
+        ASSERT_TRUE(ExitedWith(r, 0));
         EXPECT_GT(std::stoll(r.Out), handedOut) << "a number was handed out twice";
     }
 
@@ -315,12 +281,13 @@ protected:
             });
     }
 
-    // Imports of a file made per run into a library of 300 elements: the whole file goes in or nothing of
-    // it, existing groups reused and new ones made.
-    void KillImportRuns(const std::function<std::string(int run)>& makeInput, int rows) {
+    // Imports of a file of kImportRows made per run into a library of 300 elements: the whole file goes in
+    // or nothing of it, existing groups reused and new ones made.
+    static constexpr int kImportRows = 1500;
+    void KillImportRuns(const std::function<std::string(int run)>& makeInput) {
         const std::string lib = Folder("import");
-        MakeEmissionLibrary(lib, {.Count = 300, .Prefix = "Base-", .GroupCount = 5, .HandedOut = 400});
-        KillAddingRuns("import", lib, 400, rows, [&](int run, const std::string& target) {
+        MakeEmissionLibrary(lib, {.Count = 300, .GroupCount = 5, .HandedOut = 400});
+        KillAddingRuns("import", lib, 400, kImportRows, [&](int run, const std::string& target) {
             return TArgs{"import", kEmission, target, makeInput(run)};
         });
     }
@@ -335,51 +302,45 @@ protected:
     TempDir root_;
     unsigned seed_;
     std::mt19937_64 random_;
-    int runs_ = RunsPerOperation();
+    long runs_ = EnvNumber("KORVEL_CRASH_RUNS", 13); // five operations: at least 50 kills locally
     int killed_ = 0; // runs that ended by the kill rather than finishing first
 };
 
 TEST_F(CrashSafety, KilledImportLeavesTheFileImportedWholeOrNotAtAll) {
-    constexpr int kRows = 1500;
-    KillImportRuns(
-        [&](int run) {
-            std::ostringstream csv;
-            csv << "Element name;63Hz;125Hz;250Hz;500Hz;1kHz;Weighting;Group(1);Group(2)\n";
-            for (int i = 0; i < kRows; ++i)
-                csv << "R" << run << "-" << i << ";" << 60 + i % 10 << ";61;62;" << 50 + i % 13 << ";64;A;G"
-                    << 1 + i % 7 << ";N" << run << "-" << i % 3 << "\n";
-            const std::string file = root_.File("big" + std::to_string(run) + ".csv");
-            WriteAll(file, csv.str());
-            return file;
-        },
-        kRows);
+    KillImportRuns([&](int run) {
+        std::ostringstream csv;
+        csv << "Element name;63Hz;125Hz;250Hz;500Hz;1kHz;Weighting;Group(1);Group(2)\n";
+        for (int i = 0; i < kImportRows; ++i)
+            csv << "R" << run << "-" << i << ";" << 60 + i % 10 << ";61;62;" << 50 + i % 13 << ";64;A;G"
+                << 1 + i % 7 << ";N" << run << "-" << i % 3 << "\n";
+        const std::string file = root_.File("big" + std::to_string(run) + ".csv");
+        WriteAll(file, csv.str());
+        return file;
+    });
 }
 
 // The DOS generation of such rows: index, data and group file in a folder of their own.
 TEST_F(CrashSafety, KilledDosImportLeavesTheFilesImportedWholeOrNotAtAll) {
-    constexpr int kRows = 1500;
-    KillImportRuns(
-        [&](int run) {
-            const std::string index = Folder("dos" + std::to_string(run)) + "EMISLIB.002";
-            fs::create_directories(Folder("dos" + std::to_string(run)));
-            std::vector<TBlob> indexRecords, dataRecords, groupRecords;
-            for (int g = 1; g <= 7; ++g)
-                groupRecords.push_back(DosGroupBytes("G" + std::to_string(g)));
-            for (int i = 0; i < kRows; ++i) {
-                const auto group = static_cast<std::uint8_t>(1 + i % 7);
-                indexRecords.push_back(DosIndexBytes({"D" + std::to_string(run) + "-" + std::to_string(i),
-                                                      static_cast<std::int16_t>(i + 1),
-                                                      {group}}));
-                formats::TDosDataRecord data;
-                data.Comment[0] = "run " + std::to_string(run);
-                data.ThirdOctaves.fill(static_cast<float>(60 + i % 10));
-                data.KennChar = {'A', 'A', 0, 0};
-                dataRecords.push_back(DosDataBytes(data));
-            }
-            WriteDosLibrary(index, indexRecords, dataRecords, groupRecords);
-            return index;
-        },
-        kRows);
+    KillImportRuns([&](int run) {
+        const std::string folder = Folder("dos" + std::to_string(run));
+        fs::create_directories(folder);
+        std::vector<TBlob> indexRecords, dataRecords, groupRecords;
+        for (int g = 1; g <= 7; ++g)
+            groupRecords.push_back(DosGroupBytes("G" + std::to_string(g)));
+        for (int i = 0; i < kImportRows; ++i) {
+            const auto group = static_cast<std::uint8_t>(1 + i % 7);
+            indexRecords.push_back(DosIndexBytes({"D" + std::to_string(run) + "-" + std::to_string(i),
+                                                  static_cast<std::int16_t>(i + 1),
+                                                  {group}}));
+            formats::TDosDataRecord data;
+            data.Comment[0] = "run " + std::to_string(run);
+            data.ThirdOctaves.fill(static_cast<float>(60 + i % 10));
+            data.KennChar = {'A', 'A', 0, 0};
+            dataRecords.push_back(DosDataBytes(data));
+        }
+        WriteDosLibrary(folder + "EMISLIB.002", indexRecords, dataRecords, groupRecords);
+        return folder + "EMISLIB.002";
+    });
 }
 
 // Some names exist in the destination (renamed on the way), some groups too; the copy is whole or absent.
@@ -420,8 +381,7 @@ TEST_F(CrashSafety, KilledBackupLeavesNoBackupOrAWholeOneAndTheSourceUnchanged) 
             EXPECT_EQ(Difference(CheckLibrary(src), source), "") << "the source changed";
             if (!fs::exists(backup + LibName(kEmissionLibType))) {
                 // What the kill left behind must not stand in the way of the next backup.
-                const TCliResult again = Cli({"backup", kEmission, src});
-                EXPECT_EQ(again.ExitCode, 0) << Describe(again);
+                EXPECT_TRUE(ExitedWith(Cli({"backup", kEmission, src}), 0));
             }
             EXPECT_EQ(Difference(CheckLibrary(backup), source), "") << "the backup is not a complete copy";
             CheckNextNumber(backup, handedOut);
@@ -438,7 +398,6 @@ TEST_F(CrashSafety, KilledSchemaUpdateIsFinishedByTheNextOpening) {
     MakeEmissionLibrary(
         pristine,
         {.Count = kElements, .Step = 2, .GroupCount = 4, .HandedOut = handedOut, .OlderLayout = true});
-    ASSERT_TRUE(HasField(pristine, "Kennwerte1"));
 
     const std::string reference = Folder("reference");
     CopyLibrary(pristine, reference);
@@ -455,14 +414,10 @@ TEST_F(CrashSafety, KilledSchemaUpdateIsFinishedByTheNextOpening) {
             return TArgs{"list", kEmission, work};
         },
         [&](int) {
-            const TCliResult next = Cli({"list", kEmission, work});
-            EXPECT_EQ(next.ExitCode, 0) << Describe(next);
-            for (const char* field : {"AddProp", "Color", "VarListIn", "Formula"})
-                EXPECT_TRUE(HasField(work, field)) << field << " missing after the next opening";
-            for (const char* field : {"Kennwerte1", "KennNames1", "VarList"})
-                EXPECT_FALSE(HasField(work, field)) << field << " left after the next opening";
+            // The listing in CheckLibrary is the next opening.
             EXPECT_EQ(Difference(CheckLibrary(work), updated), "")
                 << "the update did not finish as uninterrupted";
+            EXPECT_EQ(FieldNames(work), FieldNames(reference)) << "the next opening left another layout";
             CheckNextNumber(work, handedOut);
         });
 }

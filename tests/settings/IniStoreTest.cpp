@@ -66,34 +66,27 @@ TEST_F(IniStoreTest, SectionAndKeyNamesIgnoreLetterCase) {
 }
 
 TEST_F(IniStoreTest, RewriteKeepsCommentsUnknownSectionsAndLineEnds) {
-    WriteAll(file, "\xEF\xBB\xBF; written by hand\r\n"
-                   "[Other]\r\n"
-                   "# keep me\r\n"
-                   "Foo = bar\r\n"
-                   "\r\n"
-                   "[LastUsed]\r\n"
-                   "Emis=/old/\r\n"
-                   "; note on the next section\r\n"
-                   "[Tail]\r\n"
-                   "X=1\r\n");
-    store.WriteString("LastUsed", "Emis", "/new/");
-    store.WriteString("LastUsed", "Absor", "/abs/");
-    store.WriteString("Fresh", "Y", "2");
-    store.DeleteKey("Tail", "X");
-
-    EXPECT_EQ(ReadAll(file), "\xEF\xBB\xBF; written by hand\r\n"
+    const std::string text = "\xEF\xBB\xBF; written by hand\r\n"
                              "[Other]\r\n"
                              "# keep me\r\n"
                              "Foo = bar\r\n"
                              "\r\n"
                              "[LastUsed]\r\n"
-                             "Emis=/new/\r\n"
-                             "Absor=/abs/\r\n"
+                             "Emis=/old/\r\n"
                              "; note on the next section\r\n"
                              "[Tail]\r\n"
-                             "\r\n"
-                             "[Fresh]\r\n"
-                             "Y=2\r\n");
+                             "X=1\r\n";
+    WriteAll(file, text);
+    store.WriteString("LastUsed", "Emis", "/new/");
+    store.WriteString("LastUsed", "Absor", "/abs/");
+    store.WriteString("Fresh", "Y", "2");
+    store.DeleteKey("Tail", "X");
+
+    // A new key goes after the section's last entry, not after the comment that leads the next section.
+    std::string expected = text;
+    expected.replace(expected.find("Emis=/old/"), 10, "Emis=/new/\r\nAbsor=/abs/");
+    expected.replace(expected.find("X=1"), 3, "\r\n[Fresh]\r\nY=2");
+    EXPECT_EQ(ReadAll(file), expected);
     EXPECT_EQ(store.ReadString("Other", "foo", ""), "bar");
 }
 
@@ -151,15 +144,11 @@ TEST_F(IniStoreTest, SectionsListEraseAndDuplicates) {
     EXPECT_EQ(ReadAll(file), "[B]\nz=3\n");
 }
 
-TEST_F(IniStoreTest, ReadsAndEmptyRemovalsDoNotCreateTheFile) {
+TEST_F(IniStoreTest, ReadsRemovalsAndRefusedInputLeaveTheFileAlone) {
     EXPECT_EQ(store.ReadString("S", "K", "def"), "def");
-    EXPECT_FALSE(store.SectionExists("S"));
     store.EraseSection("S");
     store.DeleteKey("S", "K");
     EXPECT_FALSE(fs::exists(file));
-}
-
-TEST_F(IniStoreTest, RefusedInputThrowsAndLeavesTheFileAlone) {
     store.WriteString("S", "K", "v");
     const std::string before = ReadAll(file);
     EXPECT_THROW(store.WriteString("S", "K", "two\nlines"), EKorvelError);

@@ -1,18 +1,12 @@
-// Directivities of the older table generation: reading their records, interpolating cuts, joining a
-// horizontal and a vertical cut, and building the directivities of each case.
+// Directivities of the older table generation: interpolating cuts, joining a horizontal and a vertical cut,
+// and resampling the grids of a spectral directivity. Their records are read in LegacyImportTest.
 
 #include "platform/acoustic/LegacyDirectivity.h"
 
 #include "platform/Errors.h"
-#include "platform/base/Blob.h"
-#include "platform/db/Table.h"
-#include "sound/LegacySchema.h"
-#include "sound/UpdateFixtures.h"
-#include "support/TempDir.h"
 
 #include <cmath>
 #include <gtest/gtest.h>
-#include <limits>
 
 namespace korvel::acoustic {
 namespace {
@@ -90,55 +84,6 @@ TEST(LegacyDirectivity, SpectralGridsTakeTheStepsOfTheFirstGridAndResampleTheOth
     EXPECT_DOUBLE_EQ(d.Value(2, 4, 35), 1000 + 45);
     EXPECT_THROW(SpectralDirectivityFromGrids(TSpecType::ThirdOctave, 26, 28, {nullptr, nullptr}),
                  EKorvelError);
-}
-
-// The message each record of an older directivity file is refused with, "no error" for one that is read.
-std::vector<std::string> Refusals(const std::string& file, bool grids) {
-    auto database = std::make_shared<db::TDatabase>(file);
-    database->Open();
-    db::TTable t(database, sound::LegacyTableName(file));
-    t.Open();
-    std::vector<std::string> messages;
-    for (t.First(); !t.Eof(); t.Next()) {
-        try {
-            grids ? (void)ReadLegacyGrid(t) : (void)ReadLegacyCut(t);
-            messages.push_back("no error");
-        } catch (const EKorvelError& e) {
-            messages.push_back(e.what());
-        }
-    }
-    return messages;
-}
-
-TEST(LegacyRecordTest, DamagedRecordsAreRefusedWithTheirName) {
-    using namespace sound::test;
-    korvel::test::TempDir dir;
-    auto row = [](const char* name, std::vector<float> values, int stepH, int stepV = 0) {
-        TRow r = {{"ElementName", Text(name)}, {"Werte", FloatsToBlob(values)}};
-        if (stepV == 0) {
-            r["Step"] = Int(stepH);
-        } else {
-            r["StepH"] = Int(stepH);
-            r["StepV"] = Int(stepV);
-        }
-        return r;
-    };
-    MakeTableFile(dir.File("Riwi.abs"), sound::LegacyRiwiTableDef(),
-                  {row("Short", {1, 2, 3}, 90), // 4 values needed
-                   row("Odd step", std::vector<float>(51), 7),
-                   row("Nan", {0.0f, std::numeric_limits<float>::quiet_NaN()}, 180)});
-    MakeTableFile(dir.File("Riwi3D.abs"), sound::LegacyRiwi3DTableDef(),
-                  {row("Long", std::vector<float>(13), 90, 90), // 12 needed
-                   row("Wide", std::vector<float>(12), 100, 90)});
-    const auto cuts = Refusals(dir.File("Riwi.abs"), false);
-    const auto grids = Refusals(dir.File("Riwi3D.abs"), true);
-    ASSERT_EQ(cuts.size(), 3u);
-    ASSERT_EQ(grids.size(), 2u);
-    const std::pair<const std::string*, const char*> expected[] = {
-        {&cuts[0], "\"Short\" (#1)"}, {&cuts[0], "damaged"},   {&cuts[1], "does not divide 360"},
-        {&cuts[2], "no number"},      {&grids[0], "\"Long\""}, {&grids[1], "do not divide"}};
-    for (const auto& [message, part] : expected)
-        EXPECT_NE(message->find(part), std::string::npos) << *message;
 }
 
 } // namespace

@@ -1,6 +1,5 @@
-// Table maintenance of the editor frame: Paradox tables of a library kind read
-// into a library (columns by name, name conflicts, cancel), and changing the
-// length of the element-name field.
+// Table maintenance of the editor frame: Paradox tables of a library kind read into a library (columns by
+// name, name conflicts, cancel), and changing the length of the element-name field.
 
 #include "editor/ParadoxImport.h"
 
@@ -51,13 +50,22 @@ protected:
     int imported = -1, skipped = -1;
 };
 
-TEST_F(ParadoxImportTest, ColumnsAreMatchedByNameAndTheNumberIsTheLibrarys) {
+TEST_F(ParadoxImportTest, ColumnsAreMatchedByNameTheNumberIsTheLibrarysAndOtherTablesImportNothing) {
     LibFolders::MakeLibrary(kEmissionLibType, f.Project(), {});
+    WriteParadoxTable(f.Project() + "Things.DB", kColumns, {{"Fan", 1L, "", 1.0, ""}}, 1252);
+    f.Ui().ExpectMessage(mtError, "Unknown database type", mrOk);
+    EXPECT_FALSE(Import("Things.DB"));
+    EXPECT_EQ(std::pair(imported, skipped), std::pair(0, 0));
+    // A table without the name column and a missing file are refused before anything is written.
+    WriteParadoxTable(f.Project() + "Absor.DB", {{"Name", pxfAlpha, 20}}, {{"Fan"}}, 1252);
+    EXPECT_THROW(Import("Absor.DB"), EKorvelError);
+    EXPECT_THROW(Import("Trans.DB"), EKorvelError);
+    EXPECT_TRUE(Names().empty());
+
     WriteParadoxTable(f.Project() + "Emis.DB", kColumns,
                       {{"Fan", 50L, "loud", 91.5, "x"}, {"Pump", 60L, {}, 80.0, "y"}}, 1252);
     ASSERT_TRUE(Import());
-    EXPECT_EQ(imported, 2);
-    EXPECT_EQ(skipped, 0);
+    EXPECT_EQ(std::pair(imported, skipped), std::pair(2, 0));
     const auto rows = FileRows(kEmissionLibType, f.Project());
     ASSERT_EQ(rows.size(), 2u);
     EXPECT_EQ(rows[0].at("Eintrag"), Int(1));
@@ -71,65 +79,39 @@ TEST_F(ParadoxImportTest, ColumnsAreMatchedByNameAndTheNumberIsTheLibrarys) {
     EXPECT_EQ(rows[1].at("Kommentar"), db::TValue());
 }
 
-TEST_F(ParadoxImportTest, SkipAllSkipsLaterConflictsWithoutAsking) {
+TEST_F(ParadoxImportTest, EachConflictIsAskedUntilSkipAllOverwriteKeepsTheNumberAndCancelStops) {
     LibFolders::MakeLibrary(kEmissionLibType, f.Project(),
-                            {{{"ElementName", "Fan"}}, {{"ElementName", "Pump"}}});
+                            {{{"ElementName", "Fan"}, {"Kommentar", "before"}},
+                             {{"ElementName", "Pump"}},
+                             {{"ElementName", "Motor"}}});
     WriteParadoxTable(f.Project() + "Emis.DB", kColumns,
-                      {{"fan", 1L, "a", 1.0, ""}, {"Pump", 2L, "b", 2.0, ""}, {"Motor", 3L, "c", 3.0, ""}},
+                      {{"Fan", 7L, "after", 1.0, ""},
+                       {"Pump", 8L, "copy", 2.0, ""},
+                       {"Valve", 9L, "", 3.0, ""},
+                       {"Motor", 10L, "", 4.0, ""},
+                       {"Horn", 11L, "", 5.0, ""}},
                       1252);
-    f.Ui().ExpectNameConflict("fan", TneAction::SkipAll);
-    ASSERT_TRUE(Import());
-    EXPECT_EQ(imported, 1);
-    EXPECT_EQ(skipped, 2);
-    EXPECT_EQ(Names(), (std::vector<std::string>{"Fan", "Pump", "Motor"}));
-}
-
-TEST_F(ParadoxImportTest, OverwriteKeepsTheNumberAndANewNameIsAskedAgain) {
-    LibFolders::MakeLibrary(kEmissionLibType, f.Project(),
-                            {{{"ElementName", "Fan"}, {"Kommentar", "before"}}, {{"ElementName", "Pump"}}});
-    WriteParadoxTable(f.Project() + "Emis.DB", kColumns,
-                      {{"Fan", 7L, "after", 1.0, ""}, {"Pump", 8L, "copy", 2.0, ""}}, 1252);
     // Overwrite holds for one element only: the next conflict is asked again.
     f.Ui()
         .ExpectNameConflict("Fan", TneAction::Overwrite)
-        .ExpectNameConflict("Pump", TneAction::NewName, "Pump 2");
+        .ExpectNameConflict("Pump", TneAction::NewName, "Pump 2")
+        .ExpectNameConflict("Motor", TneAction::Cancel);
     ASSERT_TRUE(Import());
-    EXPECT_EQ(imported, 2);
-    EXPECT_EQ(skipped, 0);
+    EXPECT_EQ(std::pair(imported, skipped), std::pair(3, 1));
     const auto rows = FileRows(kEmissionLibType, f.Project());
-    ASSERT_EQ(rows.size(), 3u);
-    EXPECT_EQ(rows[0].at("Eintrag"), Int(1));
-    EXPECT_EQ(rows[0].at("Kommentar"), Text("after"));
-    EXPECT_EQ(rows[2].at("ElementName"), Text("Pump 2"));
-    EXPECT_EQ(rows[2].at("Kommentar"), Text("copy"));
-}
+    ASSERT_EQ(rows.size(), 5u);
+    EXPECT_EQ(std::pair(rows[0].at("Eintrag"), rows[0].at("Kommentar")), std::pair(Int(1), Text("after")));
+    EXPECT_EQ(std::pair(rows[3].at("ElementName"), rows[3].at("Kommentar")),
+              std::pair(Text("Pump 2"), Text("copy")));
+    EXPECT_EQ(Names(), (std::vector<std::string>{"Fan", "Pump", "Motor", "Pump 2", "Valve"}));
 
-TEST_F(ParadoxImportTest, CancelStopsAndKeepsTheRowsBefore) {
-    LibFolders::MakeLibrary(kEmissionLibType, f.Project(), {{{"ElementName", "Fan"}}});
+    // After Skip all, later conflicts are skipped without asking; case does not make a name new.
     WriteParadoxTable(f.Project() + "Emis.DB", kColumns,
-                      {{"Motor", 1L, "", 1.0, ""}, {"Fan", 2L, "", 2.0, ""}, {"Valve", 3L, "", 3.0, ""}},
-                      1252);
-    f.Ui().ExpectNameConflict("Fan", TneAction::Cancel);
+                      {{"fan", 1L, "", 1.0, ""}, {"Pump", 2L, "", 2.0, ""}, {"Horn", 3L, "", 3.0, ""}}, 1252);
+    f.Ui().ExpectNameConflict("fan", TneAction::SkipAll);
     ASSERT_TRUE(Import());
-    EXPECT_EQ(imported, 1);
-    EXPECT_EQ(skipped, 1);
-    EXPECT_EQ(Names(), (std::vector<std::string>{"Fan", "Motor"}));
-}
-
-TEST_F(ParadoxImportTest, UnknownKindAndUnreadableTablesImportNothing) {
-    LibFolders::MakeLibrary(kEmissionLibType, f.Project(), {});
-    WriteParadoxTable(f.Project() + "Things.DB", kColumns, {{"Fan", 1L, "", 1.0, ""}}, 1252);
-    f.Ui().ExpectMessage(mtError, "Unknown database type", mrOk);
-    EXPECT_FALSE(Import("Things.DB"));
-    EXPECT_EQ(imported, 0);
-    EXPECT_EQ(skipped, 0);
-
-    // A table without the name column and a missing file are refused before
-    // anything is written.
-    WriteParadoxTable(f.Project() + "Absor.DB", {{"Name", pxfAlpha, 20}}, {{"Fan"}}, 1252);
-    EXPECT_THROW(Import("Absor.DB"), EKorvelError);
-    EXPECT_THROW(Import("Trans.DB"), EKorvelError);
-    EXPECT_TRUE(Names().empty());
+    EXPECT_EQ(std::pair(imported, skipped), std::pair(1, 2));
+    EXPECT_EQ(Names().back(), "Horn");
 }
 
 TEST_F(ParadoxImportTest, LongNamesAreCutToTheNameFieldBeforeTheLookup) {
@@ -139,8 +121,7 @@ TEST_F(ParadoxImportTest, LongNamesAreCutToTheNameFieldBeforeTheLookup) {
                       {{stored + " left", 1L}, {"Pump", 2L}}, 1252);
     f.Ui().ExpectNameConflict(stored, TneAction::Skip);
     ASSERT_TRUE(Import());
-    EXPECT_EQ(imported, 1);
-    EXPECT_EQ(skipped, 1);
+    EXPECT_EQ(std::pair(imported, skipped), std::pair(1, 1));
     ASSERT_FALSE(f.Ui().Shown().empty());
     EXPECT_EQ(f.Ui().Shown().back().Text, stored);
     EXPECT_EQ(Names(), (std::vector<std::string>{stored, "Pump"}));
@@ -148,67 +129,42 @@ TEST_F(ParadoxImportTest, LongNamesAreCutToTheNameFieldBeforeTheLookup) {
 
 // --- length of the element-name field
 
-class NameFieldLengthTest : public ::testing::Test {
-protected:
-    TFormLibX& Open() {
-        LibFolders::MakeLibrary(kAttenuationLibType, f.Project(),
-                                {{{"ElementName", "Silencer"}}, {{"ElementName", "Duct bend"}}});
-        return OpenSoundEditor(f, kAttenuationLibType, {f.Project()});
-    }
-    void Change(TFormLibX& editor) {
-        editor.MainMenu()->FindItem("Changelengthofelementnamefield1")->Click();
-    }
-    int NameSize() { return FileLayout(kAttenuationLibType, f.Project()).FindField("ElementName")->Size; }
-    static constexpr const char* kAsk = "Enter new length of element name field: Length:";
+TEST(NameFieldLengthTest, BadAnswersLeaveTheFieldAsItWasAndALongerOneTakesLongerNames) {
     LibFolders f;
-};
-
-TEST_F(NameFieldLengthTest, LongerFieldKeepsTheElementsAndTakesLongerNames) {
-    TFormLibX& editor = Open();
-    ASSERT_TRUE(editor.GotoElementName(0, "Duct bend"));
-    f.Ui().ExpectInput(kAsk, " 80 ");
-    Change(editor);
+    LibFolders::MakeLibrary(kAttenuationLibType, f.Project(),
+                            {{{"ElementName", "Silencer"}}, {{"ElementName", "Duct bend"}}});
+    TFormLibX& editor = OpenSoundEditor(f, kAttenuationLibType, {f.Project()});
     db::TTable& table = *editor.GetMainTable(0);
-    ASSERT_TRUE(table.Active());
-    EXPECT_EQ(table.Defs().FindField("ElementName")->Size, 80);
+    // Answers the question, expects the error message when one is given; the field's length after.
+    const auto change = [&](std::optional<std::string> answer, const std::string& error = "") {
+        f.Ui().ExpectInput("Enter new length of element name field: Length:", answer);
+        if (!error.empty())
+            f.Ui().ExpectMessage(mtError, error, mrOk);
+        editor.MainMenu()->FindItem("Changelengthofelementnamefield1")->Click();
+        EXPECT_TRUE(table.Active());
+        return table.Defs().FindField("ElementName")->Size;
+    };
+    // Numbers that are no field length never reach the engine; shorter than "Duct bend", the engine refuses
+    // and says why.
+    for (const auto& [answer, error] : {std::pair{"forty", "\"forty\" is not a valid integer value"},
+                                        {"0", "\"0\" is not a length between 1 and 8000"},
+                                        {"8001", "\"8001\" is not a length between 1 and 8000"},
+                                        {"4", "Restructure failed. "}})
+        EXPECT_EQ(change(answer, error), 40) << answer;
+    EXPECT_EQ(change(std::nullopt), 40);
+    EXPECT_EQ(FileLayout(kAttenuationLibType, f.Project()).FindField("ElementName")->Size, 40);
+
+    ASSERT_TRUE(editor.GotoElementName(0, "Duct bend"));
+    EXPECT_EQ(change(" 80 "), 80);
     EXPECT_EQ(editor.GetElementName(0), "Duct bend");
     const std::string longName(70, 'n');
     table.Edit();
     table.FieldByName("ElementName").SetAsString(longName);
     editor.StoreCurrent();
     f.Host().Destroy(editor);
-    EXPECT_EQ(NameSize(), 80);
-    const auto rows = FileRows(kAttenuationLibType, f.Project());
-    ASSERT_EQ(rows.size(), 2u);
-    EXPECT_EQ(rows[0].at("ElementName"), Text("Silencer"));
-    EXPECT_EQ(rows[1].at("ElementName"), Text(longName));
-}
-
-TEST_F(NameFieldLengthTest, BadAnswersLeaveTheTableAsItWasAndOpen) {
-    TFormLibX& editor = Open();
-    f.Ui().ExpectInput(kAsk, "forty").ExpectMessage(mtError, "\"forty\" is not a valid integer value", mrOk);
-    Change(editor);
-    EXPECT_TRUE(editor.GetMainTable(0)->Active());
-    // Numbers that are no field length never reach the engine.
-    for (const char* length : {"0", "-5", "8001"}) {
-        f.Ui()
-            .ExpectInput(kAsk, length)
-            .ExpectMessage(mtError, "\"" + std::string(length) + "\" is not a length between 1 and 8000",
-                           mrOk);
-        Change(editor);
-        EXPECT_TRUE(editor.GetMainTable(0)->Active()) << length;
-        EXPECT_EQ(editor.GetMainTable(0)->Defs().FindField("ElementName")->Size, 40) << length;
-    }
-    // Shorter than "Duct bend": the engine refuses and says why.
-    f.Ui().ExpectInput(kAsk, "4").ExpectMessage(mtError, "Restructure failed. ", mrOk);
-    Change(editor);
-    EXPECT_TRUE(editor.GetMainTable(0)->Active());
-    f.Ui().ExpectInput(kAsk, std::nullopt);
-    Change(editor);
-    EXPECT_TRUE(editor.GetMainTable(0)->Active());
-    EXPECT_EQ(editor.GetMainTable(0)->RecordCount(), 2);
-    f.Host().Destroy(editor);
-    EXPECT_EQ(NameSize(), 40);
+    EXPECT_EQ(FileLayout(kAttenuationLibType, f.Project()).FindField("ElementName")->Size, 80);
+    EXPECT_EQ(Column(kAttenuationLibType, f.Project(), "ElementName"),
+              (std::vector<db::TValue>{Text("Silencer"), Text(longName)}));
 }
 
 } // namespace

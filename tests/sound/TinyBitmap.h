@@ -1,32 +1,22 @@
 #pragma once
 
-// A small uncompressed 24-bit bitmap file for picture tests: width x height pixels of one colour.
+// A small 24-bit bitmap file for picture tests: width x height pixels of one colour. Written with stb, so
+// the program that includes this links PkgConfig::STB.
 
 #include <cstdint>
-#include <fstream>
+#include <stb_image_write.h>
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace korvel::test {
 
 inline void WriteTinyBitmap(const std::string& file, int width, int height, std::uint8_t red) {
-    const auto le32 = [](int v) {
-        std::string out;
-        for (int i = 0; i < 4; ++i)
-            out += static_cast<char>((v >> (8 * i)) & 0xff);
-        return out;
-    };
-    const int rowBytes = (width * 3 + 3) / 4 * 4;
-    // File header, then the info header: 1 plane of 24 bits, no compression, 72 dpi.
-    std::string b = "BM" + le32(54 + rowBytes * height) + le32(0) + le32(54) + le32(40) + le32(width) +
-                    le32(height) + le32(1 | 24 << 16) + le32(0) + le32(rowBytes * height) + le32(2835) +
-                    le32(2835) + le32(0) + le32(0);
-    std::string row;
-    for (int x = 0; x < width; ++x)
-        row += std::string{0, 0, static_cast<char>(red)}; // blue, green, red
-    row.resize(static_cast<std::size_t>(rowBytes), '\0');
-    for (int y = 0; y < height; ++y)
-        b += row;
-    std::ofstream(file, std::ios::binary) << b;
+    std::vector<std::uint8_t> pixels(static_cast<std::size_t>(width) * height * 3, 0);
+    for (std::size_t i = 0; i < pixels.size(); i += 3)
+        pixels[i] = red;
+    if (stbi_write_bmp(file.c_str(), width, height, 3, pixels.data()) == 0)
+        throw std::runtime_error("cannot write " + file);
 }
 
 } // namespace korvel::test

@@ -107,29 +107,58 @@ TBlob ClfBytes(const formats::TClfFile& f) {
     return b;
 }
 
+formats::TClfFile ClfSample(int version, std::uint32_t minBand, std::uint32_t maxBand) {
+    formats::TClfFile f{.Version = version,
+                        .Header = {.LicenseType = 2,
+                                   .ModelName = "Box \xE9",
+                                   .Manufacturer = "Maker",
+                                   .Description = "Two-way",
+                                   .Colors = "black",
+                                   .Mounting = "wall",
+                                   .WebSite = "www.example.org",
+                                   .MeasContact = "Lab",
+                                   .MeasEmail = "lab@example.org",
+                                   .MeasDate = std::string(16, 'D'),
+                                   .BinFileDate = "2001-02-04",
+                                   .TextFileDate = "2001-02-05",
+                                   .MeasNote = "note",
+                                   .MeasEnv = "anechoic",
+                                   .TypeInfo = "amp 200 W",
+                                   .Weight = 12.345f,
+                                   .MeasDistance = 4.0f,
+                                   .GivenFlags = formats::kClfAxialGiven | 1u,
+                                   .LspType = 2,
+                                   .Radiation = 0,
+                                   .Symmetry = 1},
+                        .MinBand = minBand,
+                        .MaxBand = maxBand,
+                        .Balloon = {}};
+    for (std::size_t k = 0; k < f.Header.AxialSpectrum.size(); ++k)
+        f.Header.AxialSpectrum[k] = 90.0f + static_cast<float>(k);
+    f.Balloon.resize(static_cast<std::size_t>(f.Bands() * f.Meridians() * f.Parallels()));
+    for (std::size_t i = 0; i < f.Balloon.size(); ++i)
+        f.Balloon[i] = -static_cast<float>(i % 4096) / 128.0f;
+    return f;
+}
+
 void WriteParadoxTable(const std::string& path, const std::vector<TPxField>& fields,
                        const std::vector<std::vector<TPxCell>>& rows, int codePage) {
     pxdoc_t* doc = PX_new();
     if (doc == nullptr)
         throw std::runtime_error("pxlib gives no document");
     auto* defs = static_cast<pxfield_t*>(doc->malloc(doc, fields.size() * sizeof(pxfield_t), "fields"));
-    for (std::size_t i = 0; i < fields.size(); ++i) {
-        defs[i].px_fname = PX_strdup(doc, fields[i].Name);
-        defs[i].px_ftype = fields[i].Type;
-        defs[i].px_flen = fields[i].Len;
-        defs[i].px_fdc = 0;
-    }
+    for (std::size_t i = 0; i < fields.size(); ++i)
+        defs[i] = {PX_strdup(doc, fields[i].Name), fields[i].Type, fields[i].Len, 0};
     if (PX_create_file(doc, defs, static_cast<int>(fields.size()), path.c_str(), pxfFileTypNonIndexDB) != 0) {
         PX_delete(doc);
         throw std::runtime_error("pxlib cannot create " + path);
     }
     bool ok = codePage == 0 || PX_set_value(doc, "codepage", static_cast<float>(codePage)) == 0;
     for (std::size_t r = 0; ok && r < rows.size(); ++r) {
-        std::vector<pxval_t> values(fields.size());
+        std::vector<pxval_t> values(fields.size()); // zeroed
         std::vector<pxval_t*> pointers(fields.size());
         for (std::size_t i = 0; i < fields.size(); ++i) {
             pxval_t& v = values[i];
-            std::memset(&v, 0, sizeof v);
             v.type = fields[i].Type;
             const TPxCell& cell = rows[r].at(i);
             v.isnull = std::holds_alternative<std::monostate>(cell) ? 1 : 0;

@@ -41,6 +41,10 @@ void WriteDosLibrary(const std::string& indexFile, const std::vector<TBlob>& ind
 // (texts cut to their array only, so a 16-character date keeps no terminator), the band range at 4624 and
 // the balloon at 4624 + 1768 (version 1) or 4624 + 9608 (version 2).
 TBlob ClfBytes(const formats::TClfFile& file);
+// A loudspeaker file with every header field set (texts in code page 1252, "Box \xE9" is "Box é"; the
+// measurement date fills its array, so no terminator follows it), the axial spectrum 90, 91, .. dB and a
+// balloon of values exact as floats, different at every point of a band.
+formats::TClfFile ClfSample(int version, std::uint32_t minBand, std::uint32_t maxBand);
 
 // A Paradox table written with pxlib's own writer. A cell is null, a number for the integer, logical, date
 // and time types, a double for numbers, currency and timestamps, or text for alpha and memo fields.
