@@ -37,10 +37,8 @@ TEST(Cli, VersionAndUsageErrors) {
     EXPECT_EQ(version.ExitCode, 0);
     EXPECT_NE(version.Out.find("SQLite"), std::string::npos) << version.Out;
 
-    RunResult bad = RunCli("no-such-command");
-    EXPECT_NE(bad.ExitCode, 0);
-    RunResult none = RunCli("");
-    EXPECT_NE(none.ExitCode, 0);
+    EXPECT_NE(RunCli("no-such-command").ExitCode, 0);
+    EXPECT_NE(RunCli("").ExitCode, 0);
 }
 
 } // namespace korvel::test

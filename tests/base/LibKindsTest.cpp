@@ -5,13 +5,12 @@
 
 namespace korvel::test {
 
-TEST(LibKinds, EveryKindIsFoundByTypeAndFileNameAndHasTablesAndItsOwnSettingsKey) {
+TEST(LibKinds, EveryKindIsFoundByTypeAndFileNameAndHasTables) {
     const auto& kinds = AllLibKinds();
     ASSERT_EQ(kinds.size(), 53u);
-    std::set<std::string> files, keys;
+    std::set<std::string> files;
     for (const auto& k : kinds) {
         files.insert(k.FileName);
-        EXPECT_TRUE(keys.insert(k.RegName).second) << k.RegName;
         EXPECT_FALSE(k.Tables.empty()) << k.Type;
         EXPECT_EQ(FindLibKind(k.Type), &k);
         EXPECT_EQ(GetLibType(std::string("/some/folder/") + k.FileName), k.Type) << k.FileName;
@@ -39,20 +38,6 @@ TEST(LibKinds, OlderGenerationFilesStillTellTheirKind) {
                               {"Unknown.DB", -1},
                               {"", -1}})
         EXPECT_EQ(GetLibType(file), type) << file;
-}
-
-TEST(LibKinds, SharedEditorsAndSpecialNameFields) {
-    for (int t : {120, 121, 122, 123}) {
-        EXPECT_STREQ(FindLibKind(t)->EditorClass, "TFormLibX");
-        EXPECT_EQ(TableNames(t).size(), 2u) << "main table and group table";
-    }
-    for (int t : {16, 125, 143})
-        EXPECT_STREQ(FindLibKind(t)->EditorClass, "TFormTrafficTableNew");
-    for (auto [type, field] :
-         {std::pair{120, "ElementName"}, {9, "Short"}, {106, "ACFT_ID"}, {21, "TrainName"}, {20, "Name"}})
-        EXPECT_EQ(NameFieldName(type), field);
-    EXPECT_EQ(TableNames(135), (std::vector<std::string>{"Assess", "ZBDef", "Gebiete"}));
-    EXPECT_STREQ(FindLibKind(120)->PrintTitle, "Korvel Emission Library");
 }
 
 } // namespace korvel::test

@@ -1,8 +1,6 @@
 #include "platform/base/LibLocations.h"
 
 #include "platform/base/LibKinds.h"
-#include "platform/settings/ConfigLocation.h"
-#include "platform/settings/IniStore.h"
 #include "platform/settings/ProgramSettings.h"
 #include "support/ScopedEnv.h"
 #include "support/SettingsSandbox.h"
@@ -42,22 +40,6 @@ TEST(LibLocations, SystemFolderIsTheFirstConfiguredOneHoldingTheLibrary) {
 
     ScopedEnv none("KORVEL_SYSTEM_LIBS", MakeFolder(root, "empty", false).c_str());
     EXPECT_EQ(GetLastUsed(120, TLibPathType::System, ""), ""); // no System tab then
-}
-
-TEST(LibLocations, GlobalIsTheSettingAndProjectIsRememberedPerKind) {
-    SettingsSandbox settings;
-    SetGlobalLibPath("/data/global");
-    EXPECT_EQ(GetLastUsed(120, TLibPathType::Global, "ignored"), "/data/global/");
-    const TIniStore ini(KorvelLibIniFileName());
-    EXPECT_EQ(ini.ReadString("Folders", "GlobalLib", ""), "/data/global"); // stored as given
-
-    EXPECT_EQ(GetLastUsed(120, TLibPathType::Project, "/projects/a"), "/projects/a/");
-    EXPECT_EQ(GetLastUsed(120, TLibPathType::Project, ""), "/projects/a/");
-    EXPECT_EQ(ini.ReadString("LastUsed", RegLibName(120), ""), "/projects/a/");
-
-    // Another kind has not been used yet: the working folder.
-    std::string cwd = std::filesystem::current_path().string() + "/";
-    EXPECT_EQ(GetLastUsed(9, TLibPathType::Project, ""), cwd);
 }
 
 } // namespace korvel::test

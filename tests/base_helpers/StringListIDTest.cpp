@@ -14,13 +14,11 @@ TEST(StringListIDTest, LooksUpIdsAndNamesAndFillsItems) {
     list.AddStringID("Lkw", 3);
     list.AddStringID("Lkw doppelt", 3);
     list.AddStringID("Krad", -5);
-    EXPECT_EQ(list.GetID(0), 7);
-    EXPECT_EQ(list.GetID(3), -5);
-    EXPECT_EQ(list.GetID(4), -1);
-    EXPECT_EQ(list.GetID(-1), -1);
-    EXPECT_EQ(list.GetName(3), "Lkw"); // the first entry with the id
-    EXPECT_EQ(list.GetName(-5), "Krad");
-    EXPECT_EQ(list.GetName(99), "");
+    for (auto [index, id] : {std::pair{0, 7}, {3, -5}, {4, -1}, {-1, -1}})
+        EXPECT_EQ(list.GetID(index), id) << index;
+    // An id given twice names its first entry.
+    for (auto [id, name] : {std::pair{3, "Lkw"}, {-5, "Krad"}, {99, ""}})
+        EXPECT_EQ(list.GetName(id), name) << id;
     EXPECT_EQ(list.IndexOfID(3), 1);
     EXPECT_EQ(list.IndexOfID(99), -1);
 

@@ -19,6 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using namespace acoustic;
+using testing::AllOf;
 using testing::HasSubstr;
 
 const std::string kEmission = std::to_string(kEmissionLibType);
@@ -59,8 +60,7 @@ TEST_F(CliImportExport, TextTableColumnsMapByHeadingOrByTheCommandLineAndNamesBy
                                                "Pump;60;;dB(C)\n");
     TCliResult r = Run({"import", kEmission, lib, csv});
     ASSERT_TRUE(ExitedWith(r, 0));
-    EXPECT_THAT(r.Out, HasSubstr("2 elements imported"));
-    EXPECT_THAT(r.Out, HasSubstr("2 elements added"));
+    EXPECT_THAT(r.Out, AllOf(HasSubstr("2 elements imported"), HasSubstr("2 elements added")));
     auto fan = Element(lib, "Fan");
     EXPECT_EQ(std::pair(fan->dBX(), fan->GetValue(21)), std::pair(' ', 72.0));
     auto pump = Element(lib, "Pump");
@@ -102,8 +102,8 @@ TEST_F(CliImportExport, TextTableColumnsMapByHeadingOrByTheCommandLineAndNamesBy
     EXPECT_EQ(Element(lib, "Fan")->GetValue(21), 72.0);
     r = Run({"import", kEmission, lib, again, "--on-conflict", "overwrite"});
     ASSERT_TRUE(ExitedWith(r, 0));
-    EXPECT_THAT(r.Out, HasSubstr("3 elements imported"));
-    EXPECT_THAT(r.Out, HasSubstr("0 elements added, 4 elements in all"));
+    EXPECT_THAT(r.Out,
+                AllOf(HasSubstr("3 elements imported"), HasSubstr("0 elements added, 4 elements in all")));
     EXPECT_EQ(Element(lib, "Fan")->GetValue(30), 80.0);
 }
 

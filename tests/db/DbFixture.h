@@ -53,7 +53,6 @@ inline std::unique_ptr<db::TTable> Cursor(std::shared_ptr<db::TDatabase> on) {
 // A library file with one element table shaped like the sound libraries' main table.
 class DbFixture : public ::testing::Test {
 public:
-    // The element table: a sound library's main table.
     static db::TTableDef ElementDef() {
         using db::TFieldType;
         db::TTableDef def;

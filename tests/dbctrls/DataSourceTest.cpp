@@ -29,12 +29,10 @@ TEST_F(DataSourceTest, ListenersHearTheTableAndSwitches) {
     id2 = source.AddListener([&](db::TDataEvent, const db::TField*) { ++second; });
 
     source.Next();
-    EXPECT_EQ(heard, std::vector<db::TDataEvent>{db::TDataEvent::RecordChange});
-    EXPECT_EQ(second, 0);
+    EXPECT_EQ(std::pair(heard, second), std::pair(std::vector{db::TDataEvent::RecordChange}, 0));
 
     source.SetDataSet(others.get());
-    EXPECT_EQ(heard.back(), db::TDataEvent::DataSetChange);
-    EXPECT_TRUE(source.IsEmpty()); // the other table has no records
+    EXPECT_EQ(std::tuple(heard.back(), source.IsEmpty()), std::tuple(db::TDataEvent::DataSetChange, true));
     heard.clear();
     elements->Prior(); // no longer bound: not heard
     source.RemoveListener(id1);
@@ -43,8 +41,7 @@ TEST_F(DataSourceTest, ListenersHearTheTableAndSwitches) {
     others->Cancel();
 
     source.SetDataSet(nullptr);
-    EXPECT_FALSE(source.Active());
-    EXPECT_EQ(source.State(), TNavTargetState::Inactive);
+    EXPECT_EQ(std::pair(source.Active(), source.State()), std::pair(false, TNavTargetState::Inactive));
     EXPECT_THROW(source.Next(), EKorvelError);
 }
 

@@ -29,16 +29,6 @@ TEST(FieldText, FloatsAreShortestWithPointAndReadBackExactly) {
     }
 }
 
-TEST(FieldText, ValuesShowByFieldType) {
-    EXPECT_EQ(FieldValueText(TFieldType::Boolean, std::int64_t{1}), "True");
-    EXPECT_EQ(FieldValueText(TFieldType::DateTime, std::string("2024-03-05 14:07:09.000")),
-              "2024-03-05 14:07:09");
-    EXPECT_EQ(FieldValueText(TFieldType::DateTime, std::string("2024-03-05 14:07:09.250")),
-              "2024-03-05 14:07:09.250");
-    EXPECT_EQ(FieldValueText(TFieldType::Float, std::monostate{}), "");
-    EXPECT_EQ(FieldValueText(TFieldType::Blob, db::TBytes{1, 2, 3}), "(3 bytes)");
-}
-
 TEST(FieldText, ParsingTakesWhatTheFieldHolds) {
     EXPECT_EQ(ParseFieldText(Def(TFieldType::Float), " +1.5e3 "), db::TValue{1500.0});
     EXPECT_EQ(ParseFieldText(Def(TFieldType::Integer), "-7"), db::TValue{std::int64_t{-7}});

@@ -85,41 +85,26 @@ protected:
         return request;
     }
 
-    std::string File() const { return db->FileName(); }
-
-    // A library on its own, in the rollback journal so a writer can shut readers out.
-    std::string LockableLibrary() {
-        const std::string file = dir.File("Lockable.abs");
-        db::TDatabase other(file);
-        other.Open(true);
-        other.CreateTable("Elements", ElementDef());
-        other.Connection().Exec("INSERT INTO Elements (ElementName) VALUES ('One'), ('Two')");
-        other.SetJournalModeDelete();
-        return file;
-    }
-
     TDBElementList& list = form.Add<TDBElementList>("ElementList");
     TCollector collector;
 };
 
 TEST_F(RowLoaderTest, ReadsTheTextsTheListShowsInTheOrderAsked) {
-    TRowLoader loader(File(), std::ref(collector));
+    TRowLoader loader(db->FileName(), std::ref(collector));
     loader.Request(Request(1, 0, 5));
     const TRowResult result = collector.At(0);
-    EXPECT_EQ(result.Error, "");
-    EXPECT_EQ(result.Generation, 1u);
-    ASSERT_EQ(result.Rows.size(), 5u);
-    for (std::int64_t r = 0; r < 5; ++r) {
-        const auto& row = result.Rows[static_cast<std::size_t>(r)];
-        EXPECT_EQ(row.RowId, list.RowBookmark(r));
-        ASSERT_EQ(row.Texts.size(), 8u);
+    EXPECT_EQ(std::tuple(result.Error, result.Generation, result.Rows.size(), loader.RowsRead()),
+              std::tuple("", 1u, 5u, 5u));
+    for (std::size_t r = 0; r < result.Rows.size(); ++r) {
+        SCOPED_TRACE(r);
+        std::vector<std::string> shown;
         for (int c = 0; c < list.ColumnCount(); ++c)
-            EXPECT_EQ(row.Texts[static_cast<std::size_t>(c)], list.CellText(r, c))
-                << "row " << r << " col " << c;
+            shown.push_back(list.CellText(static_cast<std::int64_t>(r), c));
+        EXPECT_EQ(std::pair(result.Rows[r].RowId, result.Rows[r].Texts),
+                  std::pair(list.RowBookmark(static_cast<std::int64_t>(r)), shown));
     }
-    EXPECT_EQ(result.Rows[0].Texts[5], "two lines");
-    EXPECT_EQ(result.Rows[0].Texts[2], "0.00015");
-    EXPECT_EQ(loader.RowsRead(), 5u);
+    EXPECT_EQ(std::pair(result.Rows.at(0).Texts.at(2), result.Rows[0].Texts.at(5)),
+              (std::pair<std::string, std::string>("0.00015", "two lines")));
 
     // Another order, a window in the middle, and a row deleted after the positions were taken.
     elements->SetIndexName("EN"); // alpha bravo Charlie Delta Echo
@@ -132,15 +117,14 @@ TEST_F(RowLoaderTest, ReadsTheTextsTheListShowsInTheOrderAsked) {
     elements->Delete();
     loader.Request(middle);
     const TRowResult second = collector.At(1);
-    EXPECT_EQ(second.First, 1);
-    ASSERT_EQ(second.Rows.size(), 3u);
-    EXPECT_EQ(second.Rows[0].Texts[1], "bravo");
+    ASSERT_EQ(std::pair(second.First, second.Rows.size()), (std::pair<std::int64_t, std::size_t>(1, 3)));
+    EXPECT_EQ(std::pair(second.Rows[0].Texts.at(1), second.Rows[2].Texts.at(1)),
+              (std::pair<std::string, std::string>("bravo", "Delta")));
     EXPECT_EQ(second.Rows[1].Texts, std::vector<std::string>(8)); // gone: empty, the window keeps its shape
-    EXPECT_EQ(second.Rows[2].Texts[1], "Delta");
 }
 
 TEST_F(RowLoaderTest, ANewerGenerationDropsOlderQueuedRequestsAndTheQueueStaysShort) {
-    TRowLoader loader(File(), std::ref(collector));
+    TRowLoader loader(db->FileName(), std::ref(collector));
     collector.Hold(true);
     loader.Request(Request(1, 0, 1));
     ASSERT_EQ(collector.Results(1).size(), 1u); // the loader now waits in the callback
@@ -160,14 +144,13 @@ TEST_F(RowLoaderTest, ANewerGenerationDropsOlderQueuedRequestsAndTheQueueStaysSh
     EXPECT_EQ(loader.Queued(), TRowLoader::kMaxQueued);
 
     collector.Hold(false);
-    const auto results = collector.Results(1 + TRowLoader::kMaxQueued);
-    ASSERT_EQ(results.size(), 1 + TRowLoader::kMaxQueued);
-    EXPECT_EQ(results[0].Generation, 1u);
     // Newest first: the window the user looks at now.
-    EXPECT_EQ(results[1].First, 10 + static_cast<std::int64_t>(TRowLoader::kMaxQueued));
-    EXPECT_EQ(results.back().First, 11);
-    for (std::size_t i = 1; i < results.size(); ++i)
-        EXPECT_EQ(results[i].Generation, 3u);
+    std::vector<std::pair<std::uint64_t, std::int64_t>> answered, expected = {{1, 0}};
+    for (const TRowResult& r : collector.Results(1 + TRowLoader::kMaxQueued))
+        answered.emplace_back(r.Generation, r.First);
+    for (std::int64_t first = 10 + static_cast<std::int64_t>(TRowLoader::kMaxQueued); first > 10; --first)
+        expected.emplace_back(3, first);
+    EXPECT_EQ(answered, expected);
     EXPECT_EQ(loader.Queued(), 0u);
 }
 
@@ -181,7 +164,7 @@ TEST_F(RowLoaderTest, ErrorsComeBackAsResults) {
         EXPECT_TRUE(result.Rows.empty());
     }
 
-    TRowLoader loader(File(), std::ref(collector));
+    TRowLoader loader(db->FileName(), std::ref(collector));
     TRowRequest wrongTable = Request(1, 0, 2);
     wrongTable.TableName = "NoSuchTable";
     loader.Request(wrongTable);
@@ -189,7 +172,13 @@ TEST_F(RowLoaderTest, ErrorsComeBackAsResults) {
 }
 
 TEST_F(RowLoaderTest, DestructorStopsAReadThatWaitsForALock) {
-    const std::string file = LockableLibrary();
+    // A library in the rollback journal, so a writer can shut readers out.
+    const std::string file = dir.File("Lockable.abs");
+    db::TDatabase other(file);
+    other.Open(true);
+    other.CreateTable("Elements", ElementDef());
+    other.Connection().Exec("INSERT INTO Elements (ElementName) VALUES ('One'), ('Two')");
+    other.SetJournalModeDelete();
     db::TSqliteConnection writer(file, false, false);
     writer.Exec("BEGIN EXCLUSIVE");
     auto loader = std::make_unique<TRowLoader>(file, std::ref(collector), 60s);

@@ -115,22 +115,6 @@ TEST_F(FrameActionsTest, UpdateLibraryRebuildsTheFileWithItsNumbersCopyingRepeat
     EXPECT_EQ(t.Fields(0).AsInteger(), 5);
 }
 
-TEST_F(FrameActionsTest, SystemLibrariesAreNeitherUpdatedNorBackedUpInPlace) {
-    LibFolders::MakeLibrary(kTestType, f.System(), {{{"ElementName", "s"}}});
-    editor.OpenFiles({f.System()}, 0, false, false);
-    ASSERT_EQ(editor.TabCount(), 2);
-    ASSERT_EQ(editor.GetCurIndex(), 1);
-    const auto size = fs::file_size(f.System() + LibName(kTestType));
-    f.Ui().ExpectMessage(mtError, "is read-only", mrOk);
-    EXPECT_FALSE(editor.UpdateLibrary());
-    f.Ui().ExpectMessage(mtError, "cannot be written into the System library folder", mrOk);
-    editor.MainMenu()->FindItem("BackupCopy")->SetVisible(true);
-    editor.MainMenu()->FindItem("BackupCopy")->Click();
-    EXPECT_FALSE(fs::exists(f.System() + "libs_backup/" + LibName(kTestType)));
-    EXPECT_EQ(fs::file_size(f.System() + LibName(kTestType)), size);
-    EXPECT_EQ(editor.TabCount(), 2);
-}
-
 TEST_F(FrameActionsTest, PictureFieldLoadsClearsCopiesAndPastes) {
     ASSERT_NE(editor.DBImage(), nullptr);
     EXPECT_TRUE(editor.DBImage()->Empty());

@@ -23,18 +23,16 @@ TEST(ClfFileTest, FieldsAndBalloonComeFromTheirOffsetsAndTheEncoderWritesThemThe
         std::fill(raw.end() - 40, raw.end(), 0x44); // reserved tail: must not reach the balloon
 
         const TClfFile f = DecodeClf(raw);
-        EXPECT_EQ(f.Version, version);
-        EXPECT_EQ(ClfVersion(raw), version);
-        EXPECT_EQ(std::pair(f.MinBand, f.MaxBand), std::pair(0u, static_cast<std::uint32_t>(f.Bands() - 1)));
+        // Octave index k is library band 3k + 15 (15..42), third octave k is band k + 14 (14..43).
+        EXPECT_EQ(std::tuple(f.Version, ClfVersion(raw), f.MinBand, f.MaxBand, f.LibraryBand(1),
+                             f.LibraryBand(f.Bands() - 1), f.Step()),
+                  std::tuple(version, version, 0u, static_cast<std::uint32_t>(f.Bands() - 1),
+                             version == 1 ? 18 : 15, version == 1 ? 42 : 43, version == 1 ? 10 : 5));
         EXPECT_EQ(f.Balloon, given.Balloon);
         // Band by band, in each the meridians, in each the parallels.
         EXPECT_EQ(f.BalloonValue(3, 7, 11), given.Balloon[(3 * f.Meridians() + 7) * f.Parallels() + 11]);
         EXPECT_THROW(f.BalloonValue(f.Bands(), 0, 0), EKorvelError);
         EXPECT_THROW(f.BalloonValue(0, f.Meridians(), 0), EKorvelError);
-        // Octave index k is library band 3k + 15 (15..42), third octave k is band k + 14 (14..43).
-        EXPECT_EQ(f.LibraryBand(1), version == 1 ? 18 : 15);
-        EXPECT_EQ(f.LibraryBand(f.Bands() - 1), version == 1 ? 42 : 43);
-        EXPECT_EQ(f.Step(), version == 1 ? 10 : 5);
 
         // The encoder writes every field read back to the same place, with a terminator inside the date's
         // array and nothing in the reserved tail.
@@ -67,10 +65,10 @@ TEST(ClfFileTest, BadFilesAreRefusedWithAClearMessage) {
     EXPECT_THROW(DecodeClf(shortFile), EKorvelError);
 
     // Band ranges: min <= max < number of bands.
-    EXPECT_THROW(DecodeClf(test::ClfBytes(ClfSample(1, 0, 10))), EKorvelError);
-    EXPECT_THROW(DecodeClf(test::ClfBytes(ClfSample(1, 5, 4))), EKorvelError);
-    EXPECT_THROW(DecodeClf(test::ClfBytes(ClfSample(2, 0, 30))), EKorvelError);
-    EXPECT_THROW(DecodeClf(test::ClfBytes(ClfSample(2, 0xFFFFFFFFu, 0xFFFFFFFFu))), EKorvelError);
+    for (const auto& [version, min, max] :
+         {std::tuple{1, 0u, 10u}, {1, 5u, 4u}, {2, 0u, 30u}, {2, 0xFFFFFFFFu, 0xFFFFFFFFu}})
+        EXPECT_THROW(DecodeClf(test::ClfBytes(ClfSample(version, min, max))), EKorvelError)
+            << version << " " << min;
     EXPECT_NO_THROW(DecodeClf(test::ClfBytes(ClfSample(1, 9, 9))));
 }
 

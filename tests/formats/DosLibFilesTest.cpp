@@ -42,9 +42,8 @@ TEST(DosLibFilesTest, RecordFieldsComeFromTheirOffsetsAndTheEncodersWriteThem) {
     std::fill(raw.begin() + 686, raw.begin() + 702, 0x44); // characteristic values: not part of the spectrum
     std::fill(raw.begin() + 706, raw.end(), 0x55);
     const TDosDataRecord decoded = DecodeDosDataRecord(raw);
-    EXPECT_EQ(decoded.Comment, utf8.Comment);
-    EXPECT_EQ(decoded.ThirdOctaves, data.ThirdOctaves);
-    EXPECT_EQ(decoded.KennChar, data.KennChar);
+    EXPECT_EQ(std::tie(decoded.Comment, decoded.ThirdOctaves, decoded.KennChar),
+              std::tie(utf8.Comment, data.ThirdOctaves, data.KennChar));
 
     EXPECT_EQ(EncodeDosGroupRecord("M\xC3\xBChle"), test::DosGroupBytes("M\x81hle"));
     EXPECT_THROW(DecodeDosIndexRecord(TBlob(kDosIndexRecordSize - 1, 0)), EKorvelError);
@@ -58,8 +57,7 @@ TEST(DosLibFilesTest, ReadingRecordsFromFiles) {
     index.resize(index.size() + 30, 'z');
     const auto entries = DecodeDosIndexFile(index);
     ASSERT_EQ(entries.size(), 2u);
-    EXPECT_EQ(entries[1].Name, "Gebl\xC3\xA4se");
-    EXPECT_EQ(entries[1].Entry, 2);
+    EXPECT_EQ(std::tuple(entries[1].Name, entries[1].Entry), std::tuple("Gebl\xC3\xA4se", 2));
 
     test::TempDir dir;
     const std::string data = dir.File("LIBDATA.002");

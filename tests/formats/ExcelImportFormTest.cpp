@@ -83,20 +83,16 @@ TEST_F(ExcelImportForm, MapsHeadingsToCaptionsOrFieldNames) {
     EXPECT_EQ(form.LineCount(), 4);
 
     TValueGrid& mapping = form.VGMapping();
-    EXPECT_EQ(mapping.RowCount(), 7);
-    EXPECT_EQ(mapping.Cells(0, 3), "Comment");
-    EXPECT_EQ(mapping.Cells(1, 3), "KOMMENTAR");
-    EXPECT_EQ(mapping.Cells(1, 5), "");
+    EXPECT_EQ(std::tuple(mapping.RowCount(), mapping.Cells(0, 3), mapping.Cells(1, 3), mapping.Cells(1, 5)),
+              std::tuple(7, "Comment", "KOMMENTAR", ""));
     EXPECT_EQ(mapping.CellStyle(1, 5).PickList,
               (std::vector<std::string>{"", "Element name", "63Hz", "KOMMENTAR", "Group(1)", "Picture"}));
     EXPECT_FALSE(mapping.CanEditCell(0, 1));
-
+    // The preview's first column holds the sheet's own row numbers.
     TValueGrid& preview = form.VGPreview();
-    EXPECT_EQ(preview.RowCount(), 5);
-    EXPECT_EQ(preview.ColCount(), 6);
-    EXPECT_EQ(preview.Cells(1, 0), "Element name");
-    EXPECT_EQ(preview.Cells(0, 1), "2"); // the sheet's own row number
-    EXPECT_EQ(preview.Cells(1, 3), "Fan");
+    EXPECT_EQ(std::tuple(preview.RowCount(), preview.ColCount(), preview.Cells(1, 0), preview.Cells(0, 1),
+                         preview.Cells(1, 3)),
+              std::tuple(5, 6, "Element name", "2", "Fan"));
 }
 
 TEST_F(ExcelImportForm, MappingCellTakesHeadingLetterOrNumber) {
@@ -120,20 +116,17 @@ TEST_F(ExcelImportForm, MappingCellTakesHeadingLetterOrNumber) {
 
     form.MapColumn("graphic", 4);
     EXPECT_EQ(Column(form, "Graphic"), 4);
-    EXPECT_THROW(form.MapColumn("Nope", 0), EKorvelError);
-    EXPECT_THROW(form.MapColumn("Graphic", 5), EKorvelError);
-    EXPECT_THROW(form.MapColumn("Graphic", -2), EKorvelError);
+    for (const auto& [field, column] : {std::pair{"Nope", 0}, {"Graphic", 5}, {"Graphic", -2}})
+        EXPECT_THROW(form.MapColumn(field, column), EKorvelError) << field << column;
 }
 
 TEST_F(ExcelImportForm, ImportHandsOverConvertedRowsAndSkipsEmptyOnes) {
     TExcelImportForm form(ui_, File(), Fields());
     Record(form);
     EXPECT_EQ(form.RunImport(), 3);
-    EXPECT_EQ(form.Imported, 3);
     ASSERT_EQ(seen_.size(), 3u);
-    EXPECT_EQ(seen_[0].LineNo, 1);
-    EXPECT_EQ(seen_[1].LineNo, 3); // line 2 holds only blanks
-    EXPECT_EQ(seen_[2].LineNo, 4);
+    // Line 2 holds only blanks.
+    EXPECT_EQ(std::tuple(seen_[0].LineNo, seen_[1].LineNo, seen_[2].LineNo), std::tuple(1, 3, 4));
     // Unmapped fields keep their preset.
     EXPECT_EQ(seen_[0].Values, (std::map<std::string, std::string>{{"ElementName", "Pump"},
                                                                    {"Band0", "81.5"},
@@ -141,16 +134,16 @@ TEST_F(ExcelImportForm, ImportHandsOverConvertedRowsAndSkipsEmptyOnes) {
                                                                    {"Gruppen1", "#g1"},
                                                                    {"Graphic", "/folder/"},
                                                                    {"dBX", "A"}}));
-    EXPECT_EQ(seen_[1].Values["Kommentar"], "  spaced  ");
-    EXPECT_EQ(seen_[2].Values["Band0"], "bad");
+    EXPECT_EQ(std::tuple(seen_[1].Values["Kommentar"], seen_[2].Values["Band0"]),
+              std::tuple("  spaced  ", "bad"));
     EXPECT_EQ(setterCells_, (std::vector<std::string>{"g1", "g2", "g3"}));
 
     // A single-line field takes line breaks as spaces.
     seen_.clear();
     form.MapColumn("ElementName", 2);
     form.RunImport();
-    EXPECT_EQ(seen_.at(0).Values["ElementName"], "two lines");
-    EXPECT_EQ(seen_.at(1).Values["ElementName"], "spaced");
+    EXPECT_EQ(std::tuple(seen_.at(0).Values["ElementName"], seen_.at(1).Values["ElementName"]),
+              std::tuple("two lines", "spaced"));
 }
 
 TEST_F(ExcelImportForm, FailingRowIsLoggedAndTheRestImportedUnlessTheHandlerStops) {
@@ -171,10 +164,9 @@ TEST_F(ExcelImportForm, FailingRowIsLoggedAndTheRestImportedUnlessTheHandlerStop
     EXPECT_EQ(form.RunImport(), 1);
     ASSERT_EQ(seen_.size(), 1u);
     EXPECT_EQ(seen_[0].LineNo, 1);
-    ASSERT_EQ(log.Entries().size(), 2u);
-    EXPECT_EQ(log.Entries()[0].Text, "Line 3: Fan refused");
-    EXPECT_EQ(log.Entries()[1].Text, "Line 4: \"bad\" is no number.");
-    EXPECT_EQ(log.ErrorCount(), 2);
+    ASSERT_EQ(log.ErrorCount(), 2);
+    EXPECT_EQ(std::tuple(log.Entries()[0].Text, log.Entries()[1].Text),
+              std::tuple("Line 3: Fan refused", "Line 4: \"bad\" is no number."));
 
     form.Log = nullptr; // without a log the rows are passed over quietly
     seen_.clear();
@@ -206,16 +198,14 @@ TEST_F(ExcelImportForm, SheetAndHeaderRowChangesMapAgain) {
 
     TExcelImportForm form(ui_, file, Fields());
     EXPECT_EQ(form.CBSheet().Items(), (std::vector<std::string>{"Titled", "Other"}));
-    EXPECT_EQ(form.CBSheet().ItemIndex(), 0);
-    EXPECT_EQ(form.EditHeaderRow().Text(), "1");
+    EXPECT_EQ(std::tuple(form.CBSheet().ItemIndex(), form.EditHeaderRow().Text()), std::tuple(0, "1"));
     EXPECT_EQ(Columns(form), (std::vector<int>{-1, -1, -1, -1, -1, -1}));
 
     form.EditHeaderRow().SetText("2");
-    EXPECT_EQ(form.HeaderRow(), 1);
     EXPECT_EQ(Columns(form), (std::vector<int>{0, 1, -1, -1, -1, -1}));
-    EXPECT_EQ(form.LineCount(), 2);
-    EXPECT_EQ(form.VGPreview().RowCount(), 3);
-    EXPECT_EQ(form.VGPreview().Cells(2, 1), "81.5");
+    EXPECT_EQ(std::tuple(form.HeaderRow(), form.LineCount(), form.VGPreview().RowCount(),
+                         form.VGPreview().Cells(2, 1)),
+              std::tuple(1, 2, 3, "81.5"));
 
     form.EditHeaderRow().SetText("x"); // typing: nothing changes until the text is a row
     form.EditHeaderRow().SetText("9");
@@ -224,17 +214,16 @@ TEST_F(ExcelImportForm, SheetAndHeaderRowChangesMapAgain) {
     EXPECT_EQ(form.EditHeaderRow().Text(), "2");
 
     form.CBSheet().SetItemIndex(1);
-    EXPECT_EQ(form.SheetIndex(), 1);
-    EXPECT_EQ(form.HeaderRow(), 0); // the other sheet has no second row
-    EXPECT_EQ(form.EditHeaderRow().Text(), "1");
+    // The other sheet has no second row.
+    EXPECT_EQ(std::tuple(form.SheetIndex(), form.HeaderRow(), form.EditHeaderRow().Text(), form.LineCount()),
+              std::tuple(1, 0, "1", 0));
     EXPECT_EQ(Columns(form), (std::vector<int>{1, -1, 0, -1, -1, -1}));
-    EXPECT_EQ(form.LineCount(), 0);
 
     form.SetSheetIndex(0);
     EXPECT_EQ(form.CBSheet().ItemIndex(), 0);
     EXPECT_THROW(form.SetSheetIndex(2), EKorvelError);
-    EXPECT_THROW(form.SetHeaderRow(4), EKorvelError);
-    EXPECT_THROW(form.SetHeaderRow(-1), EKorvelError);
+    for (int row : {4, -1})
+        EXPECT_THROW(form.SetHeaderRow(row), EKorvelError) << row;
     form.SetHeaderRow(3);
     EXPECT_EQ(form.LineCount(), 0);
     Record(form);
@@ -255,8 +244,7 @@ TEST_F(ExcelImportForm, OkImportsAndCancelImportsNothing) {
             return mrNone;
         });
         EXPECT_EQ(ui_.ShowModal(form), ok ? mrOk : mrCancel);
-        EXPECT_EQ(seen_.size(), ok ? 3u : 0u);
-        EXPECT_EQ(form.Imported, ok ? 3 : 0);
+        EXPECT_EQ(std::tuple(seen_.size(), form.Imported), std::tuple(ok ? 3u : 0u, ok ? 3 : 0));
     }
     EXPECT_THROW(TExcelImportForm(ui_, dir_.File("missing.xlsx"), Fields()), EKorvelError);
 }

@@ -68,10 +68,9 @@ TEST_F(ParadoxTableTest, ColumnsAndValuesOfEveryType) {
                               "1999-12-31", "08:30:15", "2003-07-14 13:05:09", 19.99}));
     EXPECT_EQ(t.Rows[1], (Row{"Pumpe", std::int64_t{70000}, {}, {}, std::int64_t{0}, {}, {}, {}, {}}));
 
-    EXPECT_EQ(t.ColumnIndex("elementname"), 0);
-    EXPECT_EQ(t.ColumnIndex("EINTRAG"), 1);
-    EXPECT_EQ(t.ColumnIndex("Preis"), 8);
-    EXPECT_EQ(t.ColumnIndex("Missing"), -1);
+    EXPECT_EQ(std::tuple(t.ColumnIndex("elementname"), t.ColumnIndex("EINTRAG"), t.ColumnIndex("Preis"),
+                         t.ColumnIndex("Missing")),
+              std::tuple(0, 1, 8, -1));
 }
 
 TEST_F(ParadoxTableTest, CallersCodePageMemosInTheRecordAndEmptyTables) {
@@ -82,13 +81,13 @@ TEST_F(ParadoxTableTest, CallersCodePageMemosInTheRecordAndEmptyTables) {
     test::WriteParadoxTable(Dir.File("MEMO.DB"), {{"Kommentar", pxfMemoBLOb, 30}, {"Nr", pxfLong, 4}},
                             {{"kurz: M\x81hle", 1L}, {{}, 2L}}, 850);
     const TForeignTable t = ReadParadoxTable(Dir.File("MEMO.DB"));
-    EXPECT_EQ(t.Columns[0].Type, "Memo");
-    EXPECT_EQ(t.Rows, (std::vector<Row>{{"kurz: M\xC3\xBChle", std::int64_t{1}}, {{}, std::int64_t{2}}}));
+    EXPECT_EQ(std::pair(t.Columns[0].Type, t.Rows),
+              std::pair(std::string("Memo"),
+                        std::vector<Row>{{"kurz: M\xC3\xBChle", std::int64_t{1}}, {{}, std::int64_t{2}}}));
 
     test::WriteParadoxTable(Dir.File("EMPTY.DB"), kFields, {}, 850);
     const TForeignTable empty = ReadParadoxTable(Dir.File("EMPTY.DB"));
-    EXPECT_EQ(empty.Columns.size(), kFields.size());
-    EXPECT_TRUE(empty.Rows.empty());
+    EXPECT_EQ(std::pair(empty.Columns.size(), empty.Rows.size()), std::pair(kFields.size(), std::size_t{0}));
 }
 
 TEST_F(ParadoxTableTest, MissingForeignAndDamagedFilesAreRefused) {

@@ -74,15 +74,6 @@ protected:
         args.insert(args.begin(), {"--config", (root_.Path() / "config").string()});
         return RunKorvellib(args);
     }
-    // The commands that read the library in lib: list, show the element, copy to target, export.
-    std::vector<std::vector<std::string>> ReadingCommands(const std::string& type, const std::string& lib,
-                                                          const std::string& element,
-                                                          const std::string& target) {
-        return {{"list", type, lib},
-                {"show", type, lib, element},
-                {"copy", type, lib, target, "--all"},
-                {"export", type, lib, (root_.Path() / "out.xlsx").string()}};
-    }
     // A library of the kind with the named elements.
     static void Make(int libType, const std::string& folder, const std::vector<std::string>& names) {
         std::vector<std::map<std::string, std::string>> rows;
@@ -132,9 +123,12 @@ TEST_F(DamagedFiles, ReadingCommandsAndTheEditorNameTheFileAndChangeNothing) {
         const std::string target = Fresh("target");
         const std::string file = lib + "EmisX.abs";
         WriteAll(file, bytes);
-        std::vector<std::vector<std::string>> commands = ReadingCommands(type, lib, "1", target);
-        commands.push_back({"backup", type, lib});
-        for (const auto& command : commands) {
+        for (const std::vector<std::string>& command :
+             {std::vector<std::string>{"list", type, lib},
+              {"show", type, lib, "1"},
+              {"copy", type, lib, target, "--all"},
+              {"export", type, lib, (root_.Path() / "out.xlsx").string()},
+              {"backup", type, lib}}) {
             const TCliResult r = Run(command);
             EXPECT_EQ(r.ExitCode, 1) << command[0] << ": " << Describe(r);
             EXPECT_THAT(r.Err, HasSubstr(file)) << command[0];
@@ -156,59 +150,50 @@ TEST_F(DamagedFiles, ReadingCommandsAndTheEditorNameTheFileAndChangeNothing) {
 
 // --- tables that lack fields
 
+// A library missing a field or its group table: every reading command gives a result or a message, never a
+// crash, and whatever a copy wrote is a library again.
 TEST_F(DamagedFiles, TablesWithoutTheirFieldsAreReportedOrShownWithoutThem) {
-    struct TCase {
-        const char* Name;
-        std::vector<std::string> Dropped;
-        bool GroupTable;
-    };
-    const std::vector<TCase> cases = {
-        {"no spectrum", {"Spectrum"}, true},
-        {"no name", {"ElementName"}, true},
-        {"no groups", {"Gruppen1", "Gruppen2", "Gruppen3", "Gruppen4"}, true},
-        {"no group table", {}, false},
-    };
     const std::string type = std::to_string(kEmissionLibType);
-    for (const TCase& c : cases) {
-        SCOPED_TRACE(c.Name);
+    // No field dropped: the group table is.
+    for (const std::vector<std::string>& dropped : {std::vector<std::string>{"Spectrum"},
+                                                    {"ElementName"},
+                                                    {"Gruppen1", "Gruppen2", "Gruppen3", "Gruppen4"},
+                                                    {}}) {
+        SCOPED_TRACE(dropped.empty() ? "no group table" : dropped[0]);
         const std::string lib = Fresh("lib");
         const std::string target = Fresh("target");
-        {
-            std::vector<std::string> names = TableNames(kEmissionLibType);
-            if (!c.GroupTable)
-                names.resize(1);
-            TMyTable t(names);
-            t.InitLibX(lib, LibName(kEmissionLibType), names, false, true);
-            SetFieldIndexDefs(t, kEmissionLibType, true);
-            db::TTableDef& def = t.GetTable()->Defs();
-            for (const std::string& d : c.Dropped) {
-                std::erase_if(def.Fields, [&](const db::TFieldDef& f) { return f.Name == d; });
-                std::erase_if(def.Indexes, [&](const db::TIndexDef& i) {
-                    return std::find(i.Fields.begin(), i.Fields.end(), d) != i.Fields.end();
-                });
-            }
-            t.CreateDBTable();
-            t.Open();
-            for (const char* n : {"Fan", "Pump"}) {
-                t.GetTable()->Append();
-                if (db::TField* f = t.GetTable()->FindField("ElementName"))
-                    f->SetAsString(n);
-                t.GetTable()->Post();
-            }
+        std::vector<std::string> names = TableNames(kEmissionLibType);
+        if (dropped.empty())
+            names.resize(1);
+        TMyTable t(names);
+        t.InitLibX(lib, LibName(kEmissionLibType), names, false, true);
+        SetFieldIndexDefs(t, kEmissionLibType, true);
+        db::TTableDef& def = t.GetTable()->Defs();
+        for (const std::string& d : dropped) {
+            std::erase_if(def.Fields, [&](const db::TFieldDef& f) { return f.Name == d; });
+            std::erase_if(def.Indexes,
+                          [&](const db::TIndexDef& i) { return std::ranges::count(i.Fields, d) > 0; });
         }
-        for (const auto& command : ReadingCommands(type, lib, "2", target)) {
+        t.CreateDBTable();
+        t.Open();
+        for (const char* n : {"Fan", "Pump"}) {
+            t.GetTable()->Append();
+            if (db::TField* f = t.GetTable()->FindField("ElementName"))
+                f->SetAsString(n);
+            t.GetTable()->Post();
+        }
+        t.Close();
+        for (const std::vector<std::string>& command :
+             {std::vector<std::string>{"list", type, lib},
+              {"show", type, lib, "2"},
+              {"copy", type, lib, target, "--all"},
+              {"export", type, lib, (root_.Path() / "out.xlsx").string()}}) {
             const TCliResult r = Run(command);
-            // A message or a result, never a crash.
-            EXPECT_TRUE(r.ExitCode == 0 || r.ExitCode == 1) << command[0] << ": " << Describe(r);
-            if (r.ExitCode != 0) {
-                EXPECT_THAT(r.Err, HasSubstr("korvellib: ")) << command[0] << ": " << Describe(r);
-            }
+            EXPECT_TRUE(r.ExitCode == 0 ||
+                        (r.ExitCode == 1 && r.Err.find("korvellib: ") != std::string::npos))
+                << command[0] << ": " << Describe(r);
         }
-        // Whatever worked copied whole elements only.
-        if (fs::exists(target + "EmisX.abs")) {
-            const TCliResult listed = Run({"list", type, target});
-            EXPECT_EQ(listed.ExitCode, 0) << Describe(listed);
-        }
+        EXPECT_TRUE(!fs::exists(target + "EmisX.abs") || Run({"list", type, target}).ExitCode == 0);
     }
 }
 
@@ -285,10 +270,9 @@ TEST_F(DamagedFiles, LinkedDocumentNamesFromALibraryNeverLeaveItsFolder) {
                                       "C:\\x.pdf", "/tmp/x.pdf",      ".."};
     for (const std::string& bad : names)
         EXPECT_FALSE(IsPlainFileName(bad)) << bad;
-    EXPECT_FALSE(IsPlainFileName(""));
-    EXPECT_FALSE(IsPlainFileName("a\nb"));
-    EXPECT_TRUE(IsPlainFileName("sheet.pdf"));
-    EXPECT_TRUE(IsPlainFileName("data..v2.pdf"));
+    EXPECT_EQ(std::tuple(IsPlainFileName(""), IsPlainFileName("a\nb"), IsPlainFileName("sheet.pdf"),
+                         IsPlainFileName("data..v2.pdf")),
+              std::tuple(false, false, true, true));
     EXPECT_EQ(FileInFolder("/lib", "a.pdf").value_or(""), "/lib/a.pdf");
     EXPECT_FALSE(FileInFolder("/lib/", "../a.pdf"));
 

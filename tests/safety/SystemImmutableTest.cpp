@@ -1,7 +1,6 @@
-// System libraries are never changed: the sound editor's every menu item, button, list, box, grid cell and
-// navigator button is driven against a System tab, once as a user clicks and once calling the handler
-// directly as if the control were enabled, with every dialog answered in the way that writes most. The
-// files of the System folder keep their bytes.
+// System libraries are never changed: every control and menu item of the sound editor is driven against a
+// System tab, as a user clicks and by calling its handler directly, with every dialog answered in the way
+// that writes most; the files of the System folder keep their bytes.
 
 #include "platform/acoustic/LibSpectrum.h"
 #include "platform/base/LibKinds.h"
@@ -85,7 +84,6 @@ void Forced(const std::function<void()>& action) {
     try {
         action();
     } catch (...) {
-        // Refused: fine.
     }
 }
 

@@ -88,9 +88,8 @@ TEST(PathTypeTest, FolderPartDecides) {
         {"/home/ann/project/Emis.abs", "/data/global/", kProject},
         {"/home/Änne/PROJEKT/Emis.abs", "/home/änne/projekt/", kGlobal},
     };
-    for (const Case& c : cases) {
+    for (const Case& c : cases)
         EXPECT_EQ(GetPathTypeByName(c.name, c.global), c.expected) << c.name << " with global " << c.global;
-    }
 }
 
 } // namespace

@@ -25,14 +25,12 @@ const TLegacyCut kH = MakeCut(10, [](int a) { return 5 + a / 10.0; });
 const TLegacyCut kV = MakeCut(10, [](int a) { return -2 - a / 20.0; });
 
 TEST(LegacyCut, InterpolatesLinearlyAndWrapsAround) {
-    EXPECT_DOUBLE_EQ(kH.At(20), 7.0);
-    EXPECT_DOUBLE_EQ(kH.At(25), 7.5);
-    EXPECT_DOUBLE_EQ(kH.At(357.5), 40 * 0.25 + 5 * 0.75); // between 350 (40) and 0 (5)
-    EXPECT_DOUBLE_EQ(kH.At(-10), 40.0);                   // negative angles count from 360
-    EXPECT_DOUBLE_EQ(kH.At(370), 6.0);
+    // 357.5 lies between 350 (40) and 0 (5); negative angles count from 360.
+    for (const auto& [angle, value] : std::initializer_list<std::pair<double, double>>{
+             {20, 7}, {25, 7.5}, {357.5, 40 * 0.25 + 5 * 0.75}, {-10, 40}, {370, 6}})
+        EXPECT_DOUBLE_EQ(kH.At(angle), value) << angle;
     const TLegacyCut coarse = MakeCut(90, [](int a) { return a == 90 ? 8.0 : 0.0; });
-    EXPECT_DOUBLE_EQ(coarse.At(45), 4.0);
-    EXPECT_DOUBLE_EQ(coarse.At(135), 4.0);
+    EXPECT_EQ(std::pair(coarse.At(45), coarse.At(135)), std::pair(4.0, 4.0));
 }
 
 TEST(LegacyCut, CombinationRuleInDirectionsWithKnownAnswers) {

@@ -8,7 +8,6 @@
 #include "platform/base/LibEditorRegistry.h"
 #include "platform/db/Restructure.h"
 #include "platform/db/Table.h"
-#include "platform/formula/VarList.h"
 #include "service/LibService.h"
 #include "sound/FormLibX.h"
 #include "sound/SoundEditors.h"
@@ -27,7 +26,6 @@ namespace {
 using namespace acoustic;
 using namespace sound::test;
 using korvel::test::LibFolders;
-using korvel::test::ReadAll;
 using korvel::test::WriteAll;
 namespace fs = std::filesystem;
 using TNames = std::vector<std::string>;
@@ -88,33 +86,15 @@ protected:
                 return true;
         return false;
     }
-    // Leaves the project library as a cut-off update would: field added, the first record filled.
-    void AddBlobAndSetFirst(int libType, const std::string& field, const std::vector<std::uint8_t>& bytes,
-                            const TRow& more) {
-        auto database = std::make_shared<db::TDatabase>(f.Project() + LibName(libType));
-        database->Open();
-        const std::string name = TableNames(libType).front();
-        ASSERT_FALSE(database->Restructure(name, db::TRestructure().AddField({field, db::TFieldType::Blob})));
-        db::TTable t(database, name);
-        t.Open();
-        t.SetIndexName("p");
-        t.First();
-        t.Edit();
-        t.FieldByName(field).SetAsBytes(bytes);
-        for (const auto& [other, value] : more)
-            t.FieldByName(other).SetValue(value);
-        t.Post();
-        t.Close();
-    }
-    static db::TValue Vars(const TNames& names) {
-        formula::TVarList list;
-        formula::TVariable v;
-        v.Value = 12.5;
-        for (const std::string& name : names) {
-            v.Name = name;
-            list.Add(v);
-        }
-        return db::TValue(list.ToBlob());
+    // Leaves the project transmission library as a cut-off property step would: AddProp added, the first
+    // record filled with an empty list and its value moved to the comment.
+    void AddPropAndFillFirst() {
+        db::TDatabase database(f.Project() + LibName(kTransmissionLibType));
+        database.Open();
+        ASSERT_FALSE(
+            database.Restructure("TransX", db::TRestructure().AddField({"AddProp", db::TFieldType::Blob})));
+        database.Connection().Exec("UPDATE TransX SET AddProp = x'', Kommentar = char(10, 13) || 'x = 3' "
+                                   "WHERE Eintrag = 1");
     }
     static TProps Props(const TRow& row) {
         TAddPropList props;
@@ -162,56 +142,6 @@ TEST_F(SchemaUpdateTest, EmptyProjectLibraryIsFilledFromTheOlderFileAndUpdatedAt
     EXPECT_EQ(Column(kEmissionLibType, f.Project(), "Eintrag"), (TValues{Int(4), Int(9)}));
 }
 
-TEST_F(SchemaUpdateTest, EmissionVariablesMoveToTheInputListAndTheOldFieldGoes) {
-    MakeOlderLayoutLibrary(kEmissionLibType, f.Project(),
-                           {{{"ElementName", Text("With variables")}, {"VarList", Vars({"Speed"})}},
-                            {{"ElementName", Text("Without")}}});
-    OpenAndClose(kEmissionLibType, f.Project());
-    const db::TTableDef layout = FileLayout(kEmissionLibType, f.Project());
-    EXPECT_EQ(layout.FindField("VarList"), nullptr);
-    EXPECT_EQ(layout.FindField("VarListIn")->DataType, db::TFieldType::Blob);
-    EXPECT_EQ(layout.FindField("EmisEntrytype")->DataType, db::TFieldType::Word);
-    EXPECT_EQ(layout.FindField("Formula")->DataType, db::TFieldType::Memo);
-    EXPECT_EQ(layout.FindField("HeightAboveGround")->DataType, db::TFieldType::Float);
-    EXPECT_EQ(Column(kEmissionLibType, f.Project(), "VarListIn"), (TValues{Vars({"Speed"}), db::TValue()}));
-}
-
-// The variables were copied and may have been edited since, but the older field could not be removed.
-TEST_F(SchemaUpdateTest, LeftoverVariableFieldOnlyFillsEmptyInputLists) {
-    MakeOlderLayoutLibrary(kEmissionLibType, f.Project(),
-                           {{{"ElementName", Text("Edited")}, {"VarList", Vars({"Speed"})}},
-                            {{"ElementName", Text("Not copied")}, {"VarList", Vars({"Speed"})}}});
-    AddBlobAndSetFirst(kEmissionLibType, "VarListIn", std::get<TBlob>(Vars({"Speed", "Load"})), {});
-    OpenAndClose(kEmissionLibType, f.Project());
-    EXPECT_TRUE(Present(kEmissionLibType, f.Project(), {"VarList"}).empty());
-    EXPECT_EQ(Column(kEmissionLibType, f.Project(), "VarListIn"),
-              (TValues{Vars({"Speed", "Load"}), Vars({"Speed"})}));
-}
-
-TEST_F(SchemaUpdateTest, TransmissionGainsPropertiesFromTheFourValuesAndTheRestGoesToTheComment) {
-    MakeOlderLayoutLibrary(kTransmissionLibType, f.Project(),
-                           Rows(R"([{"ElementName": "Wall", "Kommentar": "Brick", "Kennwerte1": 250.0,
-                                     "KennNames1": "Mass per area", "Kennwerte2": 12.5, "KennNames2": "Porosity"},
-                                    {"ElementName": "Door", "Kennwerte3": 40.0, "KennNames3": "thickness"}])"));
-    OpenAndClose(kTransmissionLibType, f.Project());
-    EXPECT_EQ(FileLayout(kTransmissionLibType, f.Project()).FindField("BauteilTyp")->DataType,
-              db::TFieldType::Integer);
-    TNames fields = kKennFields;
-    fields.push_back("AddProp");
-    EXPECT_EQ(Present(kTransmissionLibType, f.Project(), fields), TNames{"AddProp"});
-    const auto rows = FileRows(kTransmissionLibType, f.Project());
-    ASSERT_EQ(rows.size(), 2u);
-    EXPECT_EQ(Props(rows[0]), (TProps{{"MassPerArea", "250"}}));
-    EXPECT_EQ(rows[0].at("Kommentar"), Text("Brick\n\rPorosity = 12.5"));
-    EXPECT_EQ(Props(rows[1]), (TProps{{"Thickness", "40"}}));
-    // Everything placed: the comment stays as it was.
-    EXPECT_EQ(rows[1].at("Kommentar"), db::TValue());
-    for (const auto& row : rows) { // each channel drawn from 0 to 254, nothing above
-        const auto c = std::get<std::int64_t>(row.at("Color"));
-        EXPECT_TRUE(c >= 0 && c >> 16 < 255 && (c >> 8 & 0xFF) < 255 && (c & 0xFF) < 255) << c;
-    }
-}
-
 // An earlier opening added AddProp but its fill was rolled back (all null), or the fill went through (the
 // first record) and the removal of the older fields was refused: the next opening finishes the move.
 TEST_F(SchemaUpdateTest, InterruptedPropertyStepIsFinishedWithoutRepeatingTheComment) {
@@ -220,7 +150,7 @@ TEST_F(SchemaUpdateTest, InterruptedPropertyStepIsFinishedWithoutRepeatingTheCom
                                     {"ElementName": "Door", "Kommentar": "Oak", "Kennwerte1": 40.0,
                                      "KennNames1": "Thickness", "Kennwerte2": 7.0, "KennNames2": "y"}])"));
     // Its only value went to the comment, so the list it got is empty.
-    AddBlobAndSetFirst(kTransmissionLibType, "AddProp", {}, {{"Kommentar", Text("\n\rx = 3")}});
+    AddPropAndFillFirst();
     OpenAndClose(kTransmissionLibType, f.Project());
     TNames fields = kKennFields;
     fields.push_back("BauteilTyp");
@@ -241,41 +171,6 @@ TEST_F(SchemaUpdateTest, AbsorptionGainsScatteringAndColourAttenuationNoColour) 
     const TNames fields = {"ScatValues", "Color", "AddProp", "BauteilTyp"};
     EXPECT_EQ(Present(kAbsorptionLibType, f.Project(), fields), (TNames{"ScatValues", "Color", "AddProp"}));
     EXPECT_EQ(Present(kAttenuationLibType, f.Project(), fields), TNames{"AddProp"});
-}
-
-TEST_F(SchemaUpdateTest, SecondOpeningChangesNothingAndSystemLibrariesAreNeverTouched) {
-    MakeOlderLayoutLibrary(kTransmissionLibType, f.Global(),
-                           Rows(R"([{"ElementName": "Wall", "Kennwerte1": 3.0, "KennNames1": "x"}])"));
-    OpenAndClose(kTransmissionLibType, f.Global());
-    const db::TTableDef layout = FileLayout(kTransmissionLibType, f.Global());
-    const auto rows = FileRows(kTransmissionLibType, f.Global());
-    OpenAndClose(kTransmissionLibType, f.Global());
-    EXPECT_EQ(FieldNames(FileLayout(kTransmissionLibType, f.Global())), FieldNames(layout));
-    // The colours are drawn once: the rows, comment and colour included, stay as they are.
-    EXPECT_EQ(FileRows(kTransmissionLibType, f.Global()), rows);
-    EXPECT_EQ(rows.at(0).at("Kommentar"), Text("\n\rx = 3"));
-
-    MakeOlderLayoutLibrary(kTransmissionLibType, f.System(), {{{"ElementName", Text("Old")}}});
-    const db::TTableDef system = FileLayout(kTransmissionLibType, f.System());
-    OpenAndClose(kTransmissionLibType, f.System());
-    EXPECT_EQ(FieldNames(FileLayout(kTransmissionLibType, f.System())), FieldNames(system));
-}
-
-TEST_F(SchemaUpdateTest, DirectivityFileBesideAnOlderLibraryStopsOnlyTheFillOfAnEmptyOne) {
-    // Beside a library with elements the fields are updated and the file stays.
-    MakeOlderLayoutLibrary(kEmissionLibType, f.Project(), {{{"ElementName", Text("Fan")}}});
-    MakeTableFile(f.Project() + kLegacyRiwiFile, LegacyRiwiTableDef(), {});
-    OpenAndClose(kEmissionLibType, f.Project());
-    EXPECT_FALSE(Logged("Updating library"));
-    EXPECT_EQ(Present(kEmissionLibType, f.Project(), {"VarList", "Color"}), TNames{"Color"});
-    EXPECT_TRUE(fs::exists(f.Project() + kLegacyRiwiFile));
-
-    // An empty library with only the directivity file is left for the next opening.
-    MakeOlderLayoutLibrary(kEmissionLibType, f.Project2(), {});
-    MakeTableFile(f.Project2() + kLegacyRiwiFile, LegacyRiwiTableDef(), {});
-    OpenAndClose(kEmissionLibType, f.Project2());
-    EXPECT_TRUE(Logged("Updating library"));
-    EXPECT_EQ(Present(kEmissionLibType, f.Project2(), {"VarList"}), TNames{"VarList"});
 }
 
 // A dialog service that keeps a cursor open on the library during the first restructure, so the engine
@@ -337,8 +232,8 @@ TEST(SchemaUpdateFailureTest, RefusedRestructureIsShownAndTheOtherStepsRun) {
     EXPECT_EQ(FileRows(kTransmissionLibType, folder).at(0).at("Kennwerte1"), Num(250));
 }
 
-// --- converting a folder: the four sound kinds become current libraries with their numbers and groups, the
-// older files go to the backup folder and leave the folder, and a kind that could not be converted keeps them
+// --- converting a folder: the older files go to the backup folder and leave the folder, and a kind that
+// could not be converted keeps them
 
 // Keeps what the log showed when the conversion presented it.
 class RecordingHost : public TLibHost {
@@ -372,18 +267,6 @@ protected:
     }
     // The folder with a trailing separator, as the libraries are located; the service takes it without.
     void Convert() { ConvertLibrary(host_, folder_.substr(0, folder_.size() - 1)); }
-    std::string GroupName(int libType, std::int64_t number) {
-        TMyTable lib(TableNames(libType));
-        lib.InitLibX(folder_, LibName(libType), TableNames(libType), true, true);
-        lib.Open();
-        db::TTable& groups = *lib.GetItem(1);
-        std::string name;
-        for (groups.First(); !groups.Eof(); groups.Next())
-            if (groups.FieldByName("Eintrag").AsLargeInt() == number)
-                name = groups.FieldByName("GruppenName").AsString();
-        lib.Close();
-        return name;
-    }
     // Whether each file is in the folder and in its backup folder.
     void ExpectFiles(const TNames& files, bool inFolder) const {
         for (const std::string& file : files) {
@@ -398,47 +281,6 @@ protected:
     RecordingHost host_{ui_};
     const std::string folder_ = (root_.Path() / "old").string() + "/";
 };
-
-TEST_F(ConvertTest, FolderOfTheOlderGenerationBecomesCurrentLibraries) {
-    MakeOlderFile(
-        kEmissionLibType, folder_,
-        {{{"Eintrag", Int(4)}, {"ElementName", Text("Fan")}, {"Gruppen1", Int(2)}, {"dBX", Text("A")}},
-         {{"Eintrag", Int(9)}, {"ElementName", Text("Pump")}, {"dBX", Text("A")}}},
-        {{{"GruppenName", Text("Roof")}}, {{"GruppenName", Text("Hall")}}});
-    MakeOlderFile(kTransmissionLibType, folder_,
-                  {{{"Eintrag", Int(3)}, {"ElementName", Text("Wall")}, {"Rw", Num(52)}}}, {});
-    MakeOlderFile(kAbsorptionLibType, folder_, {{{"ElementName", Text("Foam")}}}, {});
-    MakeOlderFile(kAttenuationLibType, folder_, {{{"ElementName", Text("Silencer")}}}, {});
-    MakeTableFile(folder_ + kLegacyRiwiFile, LegacyRiwiTableDef(), {});
-    WriteAll(folder_ + "Emis.fil", "filter");
-    const std::string emisBytes = ReadAll(folder_ + "Emis.abs");
-
-    Convert();
-
-    const auto emission = FileRows(kEmissionLibType, folder_);
-    ASSERT_EQ(emission.size(), 2u);
-    EXPECT_EQ(emission[0].at("Eintrag"), Int(4));
-    EXPECT_EQ(emission[1].at("Eintrag"), Int(9));
-    EXPECT_EQ(Column(kEmissionLibType, folder_, "ElementName"), (TValues{Text("Fan"), Text("Pump")}));
-    EXPECT_EQ(GroupName(kEmissionLibType, std::get<std::int64_t>(emission[0].at("Gruppen1"))), "Hall");
-    EXPECT_EQ(FileRows(kTransmissionLibType, folder_).at(0).at("Eintrag"), Int(3));
-    EXPECT_EQ(Column(kTransmissionLibType, folder_, "ElementName"), TValues{Text("Wall")});
-    EXPECT_EQ(Column(kAbsorptionLibType, folder_, "ElementName"), TValues{Text("Foam")});
-    EXPECT_EQ(Column(kAttenuationLibType, folder_, "ElementName"), TValues{Text("Silencer")});
-    // The converted libraries are current: their layout came from the kind, not from the older file.
-    EXPECT_NE(FileLayout(kTransmissionLibType, folder_).FindField("AddProp"), nullptr);
-    EXPECT_EQ(FileLayout(kEmissionLibType, folder_).FindField("VarList"), nullptr);
-
-    ExpectFiles({"Emis.abs", "EmisGrp.abs", "Emis.fil", "Riwi.abs", "Trans.abs", "TransGrp.abs", "Absor.abs",
-                 "AbsorGrp.abs", "Atten.abs", "AttenGrp.abs"},
-                false);
-    EXPECT_EQ(ReadAll(folder_ + "backup/Emis.abs"), emisBytes);
-    // The messages of the conversion were shown once, and the log is gone afterwards.
-    EXPECT_EQ(host_.ModalShows, 1);
-    EXPECT_NE(host_.Shown.find("Updating library \"" + folder_ + "Emis.abs\""), std::string::npos);
-    EXPECT_NE(host_.Shown.find("Updating library \"" + folder_ + "Atten.abs\""), std::string::npos);
-    EXPECT_FALSE(host_.HasLog());
-}
 
 // A kind with a current library is left alone but its older files go; a kind whose import or converter
 // failed keeps them for another attempt, and the others go on.

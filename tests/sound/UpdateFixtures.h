@@ -73,13 +73,6 @@ inline db::TTableDef FileLayout(int libType, const std::string& folder) {
     return database.ReadTableDef(TableNames(libType).front());
 }
 
-inline std::vector<std::string> FieldNames(const db::TTableDef& def) {
-    std::vector<std::string> names;
-    for (const auto& f : def.Fields)
-        names.push_back(f.Name);
-    return names;
-}
-
 // Every record of the kind's main table in folder, field name -> value, in number order.
 inline std::vector<TRow> FileRows(int libType, const std::string& folder) {
     TMyTable lib(TableNames(libType));

@@ -3,7 +3,7 @@
 #include "support/FileBytes.h"
 
 #include <algorithm>
-#include <cstring>
+#include <bit>
 #include <filesystem>
 #include <stdexcept>
 
@@ -16,9 +16,7 @@ void PutU32(TBlob& b, std::size_t offset, std::uint32_t v, std::size_t bytes = 4
 }
 
 void PutF32(TBlob& b, std::size_t offset, float v) {
-    std::uint32_t bits = 0;
-    std::memcpy(&bits, &v, 4);
-    PutU32(b, offset, bits);
+    PutU32(b, offset, std::bit_cast<std::uint32_t>(v));
 }
 
 // Copies at most size bytes of text, adding no terminator.

@@ -7,7 +7,7 @@
 #include "platform/ui/ScriptedUi.h"
 #include "platform/ui/UiTypes.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <sstream>
 
 namespace korvel {
@@ -27,10 +27,9 @@ TEST(UiTypes, ColoursAndMessageButtons) {
     EXPECT_EQ(RGBToColor(255, 0, 0), clRed);
 
     // The safe default prefers the harmless answer.
-    EXPECT_EQ(SafeDefaultResult({mbYes, mbNo, mbCancel}), mrCancel);
-    EXPECT_EQ(SafeDefaultResult({mbYes, mbNo}), mrNo);
-    EXPECT_EQ(SafeDefaultResult({mbAbort, mbRetry, mbIgnore}), mrAbort);
-    EXPECT_EQ(SafeDefaultResult({}), mrOk);
+    EXPECT_EQ(std::tuple(SafeDefaultResult({mbYes, mbNo, mbCancel}), SafeDefaultResult({mbYes, mbNo}),
+                         SafeDefaultResult({mbAbort, mbRetry, mbIgnore}), SafeDefaultResult({})),
+              std::tuple(mrCancel, mrNo, mrAbort, mrOk));
     EXPECT_TRUE(OffersResult({mbYes, mbYesToAll}, mrYesToAll));
     EXPECT_FALSE(OffersResult({mbYes, mbNo}, mrOk));
     EXPECT_EQ((TMsgDlgButtons{mbCancel, mbNo, mbYes}.List()),
@@ -55,18 +54,6 @@ TEST(NewName, CheckedAgainstLimitsAndExistingNamesAndProposedToFit) {
     EXPECT_EQ(ProposeNewName(q), "Flüg (2)");
     q.MaxNameLength = 3;
     EXPECT_EQ(ProposeNewName(q), "");
-}
-
-TEST(Utf8Text, CountsAndCutsWholeCharacters) {
-    EXPECT_EQ(uitext::Length("Flügel"), 6u);
-    EXPECT_EQ(uitext::Left("Flügel", 3), "Flü");
-    EXPECT_EQ(uitext::Left("ab", 5), "ab");
-    EXPECT_EQ(uitext::SplitLines("a\r\nb\rc\n"), (std::vector<std::string>{"a", "b", "c"}));
-    EXPECT_EQ(uitext::SplitLines("a\n\nb"), (std::vector<std::string>{"a", "", "b"}));
-    EXPECT_TRUE(uitext::SplitLines("").empty());
-    EXPECT_EQ(uitext::JoinLines({"a", "", "b"}), "a\n\nb");
-    EXPECT_TRUE(uitext::EqualsNoCase("Leq", "LEQ"));
-    EXPECT_FALSE(uitext::EqualsNoCase("Leq", "Leq2"));
 }
 
 TEST(BatchUi, ConfirmationsFollowThePolicyAndMessagesGoToTheirStreams) {
@@ -108,8 +95,7 @@ TEST(BatchUi, NameConflictsByPolicy) {
     EXPECT_EQ(answer(TConflictPolicy::Overwrite).Action, TneAction::OverwriteAll);
     EXPECT_EQ(answer(TConflictPolicy::Cancel).Action, TneAction::Cancel);
     const TNameConflictAnswer renamed = answer(TConflictPolicy::Rename);
-    EXPECT_EQ(renamed.Action, TneAction::NewName);
-    EXPECT_EQ(renamed.NewName, "Fan (3)");
+    EXPECT_EQ(std::tuple(renamed.Action, renamed.NewName), std::tuple(TneAction::NewName, "Fan (3)"));
     query.MaxNameLength = 3;
     EXPECT_EQ(answer(TConflictPolicy::Rename).Action, TneAction::Cancel);
     EXPECT_NE(out.str().find("Element \"Fan\" exists: stored as \"Fan (3)\""), std::string::npos);
@@ -177,6 +163,15 @@ TEST_F(ScriptedUiTest, ExpectationsMatchInOrderByKindTypeAndText) {
     EXPECT_EQ(ui.MessageDlg("The library is locked", mtWarning, {mbOK}), mrOk);
     EXPECT_TRUE(ui.InputQuery("Rename", "New name:", value));
     EXPECT_EQ(value, "Pump 2");
+    ui.ExpectColor(clRed)
+        .ExpectSave("Export", std::filesystem::path("/tmp/out"))
+        .ExpectSave("Export", std::nullopt);
+    TColor color = clBlack;
+    EXPECT_TRUE(ui.ChooseColor(color));
+    EXPECT_EQ(color, clRed);
+    const TSaveDialogOptions save{"Export", "Excel (*.xlsx)|*.xlsx", 1, "xlsx", {}, {}, true};
+    EXPECT_EQ(ui.SaveDialog(save), std::filesystem::path("/tmp/out.xlsx"));
+    EXPECT_FALSE(ui.SaveDialog(save).has_value());
     EXPECT_EQ(ui.Pending(), 0u);
     EXPECT_EQ(reported.size(), 2u);
 }
@@ -200,59 +195,6 @@ TEST_F(ScriptedUiTest, AnswersADialogCannotGiveAndUnusedExpectationsAreReported)
     EXPECT_NE(reported[2].find("longer than 8"), std::string::npos);
     EXPECT_NE(reported[4].find("has no pattern"), std::string::npos);
     EXPECT_NE(reported[5].find("never asked"), std::string::npos);
-}
-
-TEST_F(ScriptedUiTest, FileColourAndConflictAnswers) {
-    ui.ExpectOpen("Import", {"a.csv", "b.csv"})
-        .ExpectSave("Export", std::filesystem::path("/tmp/out"))
-        .ExpectSave("Export", std::nullopt)
-        .ExpectColor(clRed)
-        .ExpectNameConflict("Fan", TneAction::NewName, "Fan 2");
-    EXPECT_EQ(ui.OpenDialog({"Import", "CSV (*.csv)|*.csv", 1, {}, {}, true}).size(), 2u);
-    TSaveDialogOptions save{"Export", "Excel (*.xlsx)|*.xlsx", 1, "xlsx", {}, {}, true};
-    EXPECT_EQ(ui.SaveDialog(save), std::filesystem::path("/tmp/out.xlsx"));
-    EXPECT_FALSE(ui.SaveDialog(save).has_value());
-    TColor color = clBlack;
-    EXPECT_TRUE(ui.ChooseColor(color));
-    EXPECT_EQ(color, clRed);
-    auto answer = ui.NameConflict({"Fan", true, 20, [](const std::string&) {
-                                       return false;
-                                   }});
-    EXPECT_EQ(answer.Action, TneAction::NewName);
-    EXPECT_EQ(answer.NewName, "Fan 2");
-    EXPECT_TRUE(reported.empty());
-    EXPECT_TRUE(ui.VerifyAllAnswered());
-}
-
-TEST_F(ScriptedUiTest, ModalScriptThatLeavesTheFormOpenIsAFailure) {
-    TForm form(ui, "Options");
-    ui.ExpectModal("Options", [](TForm&) { return mrNone; });
-    EXPECT_EQ(ui.ShowModal(form), mrCancel);
-    EXPECT_FALSE(form.Modal());
-    ASSERT_EQ(reported.size(), 1u);
-    EXPECT_NE(reported[0].find("still open"), std::string::npos);
-}
-
-// What tests of long loops and progress rely on: information answered, wait cursors and event processing
-// counted, and a hook in the event processing that can cancel.
-TEST_F(ScriptedUiTest, HousekeepingCallsAreCounted) {
-    ui.SetAnswerInformation(true);
-    ui.ShowMessage("12 elements copied");
-    EXPECT_TRUE(ui.WasShown("12 elements"));
-    {
-        TWaitCursor outer(ui);
-        TWaitCursor inner(ui);
-        EXPECT_EQ(ui.WaitCursorDepth(), 2);
-    }
-    EXPECT_EQ(ui.WaitCursorDepth(), 0);
-    EXPECT_EQ(ui.WaitCursorUses(), 2);
-    bool cancelled = false;
-    ui.SetProcessEventsHook([&] { cancelled = ui.ProcessEventsCount() >= 3; });
-    int done = 0;
-    for (; done < 100 && !cancelled; ++done)
-        ui.ProcessEvents();
-    EXPECT_EQ(done, 3);
-    EXPECT_TRUE(reported.empty());
 }
 
 } // namespace

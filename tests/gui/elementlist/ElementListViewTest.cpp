@@ -78,8 +78,7 @@ TEST_F(ElementListGui, RowsArriveFromTheLoaderWithTheListsTexts) {
         return "Row " + std::to_string(row);
     };
     TElementListModel& m = Model();
-    EXPECT_EQ(m.rowCount(), 5);
-    EXPECT_EQ(m.columnCount(), 2);
+    EXPECT_EQ(std::pair(m.rowCount(), m.columnCount()), std::pair(5, 2));
     EXPECT_EQ(m.headerData(1, Qt::Horizontal).toString(), "Element name");
     EXPECT_EQ(m.headerData(0, Qt::Vertical).toInt(), 1); // rows count from 1 at the side
     EXPECT_EQ(m.data(m.index(3, 0), Qt::ToolTipRole).toString(), "Row 3");
@@ -147,8 +146,7 @@ TEST_F(ElementListGui, ATitleClickReordersAndTheCurrentRecordStaysCurrent) {
                       QPoint(header->sectionViewportPosition(1) + 10, header->height() / 2));
     EXPECT_GT(Model().Generation(), generation);
     EXPECT_EQ(Names(), (QStringList{"alpha", "bravo", "Charlie", "Delta", "Echo"}));
-    EXPECT_EQ(Model().CurrentRow(), 3);
-    EXPECT_EQ(View().currentIndex().row(), 3);
+    EXPECT_EQ(std::pair(Model().CurrentRow(), View().currentIndex().row()), std::pair(3, 3));
     EXPECT_EQ(elements->FieldByName("ElementName").AsString(), "Delta");
     // The core's widths survive the reset of the header.
     EXPECT_EQ(list.Columns()[1].Width, 200);
@@ -160,45 +158,42 @@ TEST_F(ElementListGui, ATitleClickReordersAndTheCurrentRecordStaysCurrent) {
 TEST_F(ElementListGui, ClicksAndKeysSelectInTheCore) {
     View();
     ASSERT_TRUE(Ready(0, 4));
+    const auto shownSelected = [&](int row, int col) {
+        return Model().data(Model().index(row, col), TElementListModel::SelectedRole).toBool();
+    };
+    using TMarks = std::vector<db::TBookmark>;
+    const auto state = [&] {
+        return std::tuple(list.CurrentRow(), list.SelectedBookmarks());
+    };
     // Without multi-selection a click moves the current record and that is the selection.
     Click(2, 0);
-    EXPECT_EQ(list.CurrentRow(), 2);
-    EXPECT_EQ(list.SelectedIndex(), 0);
-    EXPECT_TRUE(Model().data(Model().index(2, 1), TElementListModel::SelectedRole).toBool());
-    EXPECT_FALSE(Model().data(Model().index(0, 1), TElementListModel::SelectedRole).toBool());
+    EXPECT_EQ(std::tuple(list.CurrentRow(), list.SelectedIndex(), shownSelected(2, 1), shownSelected(0, 1)),
+              std::tuple(2, 0, true, false));
 
     list.SetMultiSelect(true);
     Click(1, 1);
-    EXPECT_EQ(list.CurrentRow(), 1);
     EXPECT_EQ(list.SelectedIndex(), 1);
-    EXPECT_EQ(list.SelectedBookmarks(), std::vector<db::TBookmark>{numbers["alpha"]});
+    EXPECT_EQ(state(), std::tuple(1, TMarks{numbers["alpha"]}));
     Click(3, 1, Qt::ShiftModifier);
-    EXPECT_EQ(list.SelectedBookmarks(),
-              (std::vector<db::TBookmark>{numbers["alpha"], numbers["Charlie"], numbers["bravo"]}));
+    EXPECT_EQ(list.SelectedBookmarks(), (TMarks{numbers["alpha"], numbers["Charlie"], numbers["bravo"]}));
     Click(2, 1, Qt::ControlModifier);
-    EXPECT_EQ(list.SelectedBookmarks(), (std::vector<db::TBookmark>{numbers["alpha"], numbers["bravo"]}));
-    EXPECT_FALSE(Model().data(Model().index(2, 0), TElementListModel::SelectedRole).toBool());
-    EXPECT_TRUE(Model().data(Model().index(3, 0), TElementListModel::SelectedRole).toBool());
+    EXPECT_EQ(list.SelectedBookmarks(), (TMarks{numbers["alpha"], numbers["bravo"]}));
+    EXPECT_EQ(std::tuple(shownSelected(2, 0), shownSelected(3, 0)), std::tuple(false, true));
 
     QTest::keyClick(&View(), Qt::Key_A, Qt::ControlModifier);
     EXPECT_EQ(list.SelectedCount(), 5);
     // A plain arrow selects the row it reaches; Shift+End extends to the last.
     QTest::keyClick(&View(), Qt::Key_Down);
-    EXPECT_EQ(list.CurrentRow(), 3);
-    EXPECT_EQ(list.SelectedBookmarks(), std::vector<db::TBookmark>{numbers["bravo"]});
+    EXPECT_EQ(state(), std::tuple(3, TMarks{numbers["bravo"]}));
     QTest::keyClick(&View(), Qt::Key_End, Qt::ShiftModifier);
-    EXPECT_EQ(list.CurrentRow(), 4);
-    EXPECT_EQ(list.SelectedBookmarks(), (std::vector<db::TBookmark>{numbers["bravo"], numbers["Echo"]}));
+    EXPECT_EQ(state(), std::tuple(4, TMarks{numbers["bravo"], numbers["Echo"]}));
     // Ctrl moves without selecting; Ctrl+Space toggles the row reached.
     QTest::keyClick(&View(), Qt::Key_Home, Qt::ControlModifier);
-    EXPECT_EQ(list.CurrentRow(), 0);
-    EXPECT_EQ(list.SelectedCount(), 2);
+    EXPECT_EQ(std::tuple(list.CurrentRow(), list.SelectedCount()), std::tuple(0, 2));
     QTest::keyClick(&View(), Qt::Key_Space, Qt::ControlModifier);
-    EXPECT_EQ(list.SelectedCount(), 3);
-    EXPECT_TRUE(list.IsSelected(0));
+    EXPECT_EQ(std::tuple(list.SelectedCount(), list.IsSelected(0)), std::tuple(3, true));
     QTest::keyClick(&View(), Qt::Key_Left);
-    EXPECT_EQ(list.SelectedIndex(), 0);
-    EXPECT_EQ(View().currentIndex(), Model().index(0, 0));
+    EXPECT_EQ(std::tuple(list.SelectedIndex(), View().currentIndex()), std::tuple(0, Model().index(0, 0)));
     QTest::keyClick(&View(), Qt::Key_Right);
     EXPECT_EQ(list.SelectedIndex(), 1);
 }

@@ -1,5 +1,5 @@
-// The Qt views of the value grid and the chart: what they show of their models, how edits, clicks, keys and
-// the clipboard reach the grid, and how series are drawn as Qt Charts series.
+// The value grid and the chart as models and through their Qt views: what they refuse, what the views show,
+// how edits, clicks, keys and the clipboard reach the grid, and how series are drawn as Qt Charts series.
 
 #include "gui/base/WidgetRegistry.h"
 #include "gui/grid/ChartGeometry.h"
@@ -25,10 +25,8 @@
 #include <QLineEdit>
 #include <QLineSeries>
 #include <QLogValueAxis>
-#include <QPolarChart>
 #include <QSignalSpy>
 #include <QTest>
-#include <QValueAxis>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <map>
@@ -116,49 +114,81 @@ TEST_F(GridView, TheModelFollowsShapeChangesAndTheGridsEnd) {
     grid.SetColCount(6);
     grid.SetRowCount(2); // titles only: no current cell
     grid.Invalidate();
-    EXPECT_EQ(Model().rowCount(), 2);
-    EXPECT_EQ(Model().columnCount(), 6);
-    EXPECT_FALSE(View().currentIndex().isValid());
+    EXPECT_EQ(std::tuple(Model().rowCount(), Model().columnCount(), View().currentIndex().isValid()),
+              std::tuple(2, 6, false));
     grid.SetRowCount(4);
     EXPECT_EQ(View().currentIndex(), At(grid.Col(), grid.Row()));
 }
 
+// What the model refuses on its own, with no view asking.
+TEST_F(GridView, TheGridRefusesCellsThatCannotBeEditedOrSelected) {
+    EXPECT_FALSE(grid.ToggleCheck(1, 1)); // not a check box
+    ASSERT_TRUE(grid.ToggleCheck(2, 1));
+    EXPECT_FALSE(grid.SetEditorMode(true));  // a check box has no editor
+    EXPECT_FALSE(grid.SetCurrentCell(0, 1)); // fixed column
+    EXPECT_FALSE(grid.CanEditCell(1, 0));    // title row
+    EXPECT_FALSE(grid.EditCell(1, 3, "1"));  // locked by its style
+    grid.SetCurrentCell(1, 1);
+    grid.SetEditing(false);
+    EXPECT_FALSE(grid.SetEditorMode(true));
+    EXPECT_EQ(stores, (std::vector<TStore>{{2, 1, "0"}}));
+    EXPECT_THROW(grid.SetCurrentCell(4, 1), EKorvelError);
+    EXPECT_EQ(grid.Cells(7, 7), ""); // a renderer may ask beyond the edge
+
+    grid.OnSelectCell = [](TComponent&, int, int row, bool& canSelect) {
+        canSelect = row != 2;
+    };
+    EXPECT_FALSE(grid.SetCurrentCell(1, 2));
+    EXPECT_TRUE(grid.SetCurrentCell(1, 4));
+    grid.SetRowCount(3);
+    EXPECT_EQ(grid.Row(), 2); // the shrink moves the current cell inside
+    EXPECT_THROW(grid.SetFixedRows(4), EKorvelError);
+    EXPECT_THROW(grid.SetRowCount(-1), EKorvelError);
+}
+
 TEST_F(GridView, CellsShowTextStyleAndWhatMayBeEdited) {
-    EXPECT_EQ(Model().data(At(1, 0)).toString(), "T1");
-    EXPECT_EQ(Model().data(At(2, 0)).toString(), "T2"); // a title over check boxes is text
+    const auto text = [&](int col, int row) {
+        return Model().data(At(col, row)).toString();
+    };
+    const auto flag = [&](int col, int row, Qt::ItemFlag f) {
+        return Model().flags(At(col, row)).testFlag(f);
+    };
+    const auto colour = [&](int col, int row, int role) {
+        return Model().data(At(col, row), role).value<QBrush>().color();
+    };
+    // A title over check boxes is text.
+    EXPECT_EQ(QStringList({text(1, 0), text(2, 0), text(1, 1)}), QStringList({"T1", "T2", "63.5"}));
     EXPECT_FALSE(Model().data(At(2, 0), Qt::CheckStateRole).isValid());
-    EXPECT_EQ(Model().data(At(1, 1)).toString(), "63.5");
     EXPECT_EQ(Model().flags(At(0, 1)), Qt::NoItemFlags); // a title
-    EXPECT_EQ(Model().data(At(0, 1), Qt::BackgroundRole).value<QBrush>().color(),
-              QGuiApplication::palette().button().color());
-    EXPECT_TRUE(Model().flags(At(1, 1)) & Qt::ItemIsEditable);
-    EXPECT_FALSE(Model().flags(At(1, 3)) & Qt::ItemIsEditable); // locked by its style
-    EXPECT_FALSE(Model().flags(At(2, 1)) & Qt::ItemIsEditable);
-    EXPECT_TRUE(Model().flags(At(2, 1)) & Qt::ItemIsUserCheckable);
+    EXPECT_EQ(colour(0, 1, Qt::BackgroundRole), QGuiApplication::palette().button().color());
+    // (1, 3) is locked by its style; (2, 1) is a check box.
+    EXPECT_EQ(std::tuple(flag(1, 1, Qt::ItemIsEditable), flag(1, 3, Qt::ItemIsEditable),
+                         flag(2, 1, Qt::ItemIsEditable), flag(2, 1, Qt::ItemIsUserCheckable)),
+              std::tuple(true, false, false, true));
     EXPECT_EQ(Model().data(At(2, 1), Qt::CheckStateRole).toInt(), Qt::Checked);
     EXPECT_FALSE(Model().data(At(2, 1)).isValid()); // no "1" beside the box
-    EXPECT_TRUE(Model().data(At(1, 4), Qt::FontRole).value<QFont>().bold());
-    EXPECT_EQ(Model().data(At(1, 4), Qt::ForegroundRole).value<QBrush>().color(), QColor(Qt::red));
-    EXPECT_EQ(Model().data(At(1, 4), Qt::BackgroundRole).value<QBrush>().color(), QColor(Qt::yellow));
+    EXPECT_EQ(std::tuple(Model().data(At(1, 4), Qt::FontRole).value<QFont>().bold(),
+                         colour(1, 4, Qt::ForegroundRole), colour(1, 4, Qt::BackgroundRole)),
+              std::tuple(true, QColor(Qt::red), QColor(Qt::yellow)));
     EXPECT_EQ(Model().data(At(3, 1), TValueGridModel::PickListRole).toStringList(),
               QStringList({"A", "C", "Z"}));
 
     grid.SetColWidth(1, 90);
+    grid.SetDefaultColWidth(70);
     grid.SetDefaultRowHeight(30);
-    EXPECT_EQ(View().horizontalHeader()->sectionSize(1), 90);
-    EXPECT_EQ(View().horizontalHeader()->sectionSize(2), grid.DefaultColWidth());
-    EXPECT_EQ(View().rowHeight(2), 30);
+    EXPECT_EQ(std::tuple(View().horizontalHeader()->sectionSize(1), grid.DefaultColWidth(),
+                         View().horizontalHeader()->sectionSize(2), View().rowHeight(2)),
+              std::tuple(90, 70, 70, 30));
 }
 
 TEST_F(GridView, ACellNoticeRepaintsExactlyThatRange) {
     QSignalSpy spy(&Model(), &QAbstractItemModel::dataChanged);
     grid.InvalidateCell(2, 3);
     grid.InvalidateRow(1);
-    ASSERT_EQ(spy.size(), 2);
-    EXPECT_EQ(spy[0][0].value<QModelIndex>(), At(2, 3));
-    EXPECT_EQ(spy[0][1].value<QModelIndex>(), At(2, 3));
-    EXPECT_EQ(spy[1][0].value<QModelIndex>(), At(0, 1));
-    EXPECT_EQ(spy[1][1].value<QModelIndex>(), At(3, 1));
+    QList<QModelIndex> ranges;
+    for (const QList<QVariant>& args : spy)
+        ranges << args[0].value<QModelIndex>() << args[1].value<QModelIndex>();
+    EXPECT_EQ(ranges, (QList<QModelIndex>{At(2, 3), At(2, 3), At(0, 1), At(3, 1)}));
 }
 
 TEST_F(GridView, SetDataStoresOnceAndRefusedTextShowsTheOldValue) {
@@ -173,23 +203,20 @@ TEST_F(GridView, SetDataStoresOnceAndRefusedTextShowsTheOldValue) {
 
     EXPECT_TRUE(Model().setData(At(2, 2), Qt::Checked, Qt::CheckStateRole));
     EXPECT_TRUE(Model().setData(At(2, 2), Qt::Checked, Qt::CheckStateRole)); // already checked
-    EXPECT_EQ(stores.back(), (TStore{2, 2, "1"}));
-    EXPECT_EQ(stores.size(), 2u);
+    EXPECT_EQ(stores, (std::vector<TStore>{{1, 2, "70.1"}, {2, 2, "1"}}));
 }
 
 TEST_F(GridView, TheCellEditorIsTheGridsEditor) {
     Show();
     ASSERT_NE(StartEdit(1, 2), nullptr);
-    EXPECT_EQ(grid.Row(), 2);
-    EXPECT_TRUE(grid.EditorMode());
+    EXPECT_EQ(std::tuple(grid.Row(), grid.EditorMode()), std::tuple(2, true));
     QTest::keyClicks(LineEditor(), "42");
     EXPECT_EQ(grid.EditText(), "42");
     QTest::keyClick(LineEditor(), Qt::Key_Tab); // stores and moves on; a check box opens no editor
     QCoreApplication::processEvents();
-    EXPECT_EQ(View().CellEditor(), nullptr);
-    EXPECT_FALSE(grid.EditorMode());
-    EXPECT_EQ(grid.Col(), 2);
-    EXPECT_EQ(View().currentIndex(), At(2, 2));
+    EXPECT_EQ(
+        std::tuple(View().CellEditor() == nullptr, grid.EditorMode(), grid.Col(), View().currentIndex()),
+        std::tuple(true, false, 2, At(2, 2)));
 
     // Visiting without a change stores nothing.
     ASSERT_NE(StartEdit(1, 2), nullptr);
@@ -211,9 +238,8 @@ TEST_F(GridView, TheCellEditorIsTheGridsEditor) {
     ASSERT_NE(LineEditor(), nullptr);
     QTest::keyClick(LineEditor(), Qt::Key_Escape);
     QCoreApplication::processEvents();
-    EXPECT_EQ(View().CellEditor(), nullptr);
-    EXPECT_EQ(Model().data(At(1, 2)).toString(), "42");
-    EXPECT_EQ(stores.size(), 1u);
+    EXPECT_EQ(std::tuple(View().CellEditor() == nullptr, Model().data(At(1, 2)).toString(), stores.size()),
+              std::tuple(true, QString("42"), 1u));
 
     // The model opening and typing into its editor shows in the view.
     grid.SetCurrentCell(1, 1);
@@ -241,8 +267,7 @@ TEST_F(GridView, PickListAndCheckBoxCells) {
     QTest::keyClick(&View(), Qt::Key_Space);
     EXPECT_EQ(data[std::make_pair(2, 1)], "0");
     Click(2, 2); // moves only; a click off the box does not toggle
-    EXPECT_EQ(grid.Row(), 2);
-    EXPECT_EQ(data.count(std::make_pair(2, 2)), 0u);
+    EXPECT_EQ(std::tuple(grid.Row(), data.count(std::make_pair(2, 2))), std::tuple(2, 0u));
 }
 
 TEST_F(GridView, PasteFillsABlockFromTheCurrentCellAndCopyTakesTheSelection) {
@@ -258,8 +283,7 @@ TEST_F(GridView, PasteFillsABlockFromTheCurrentCellAndCopyTakesTheSelection) {
                                            {1, 4, "12"},
                                            {2, 4, "1"},
                                            {3, 4, "A"}}));
-    EXPECT_EQ(View().currentIndex(), At(1, 2));
-    EXPECT_EQ(grid.Row(), 2);
+    EXPECT_EQ(std::tuple(View().currentIndex(), grid.Row()), std::tuple(At(1, 2), 2));
 
     ui.SetClipboardText("");
     View().selectionModel()->select(QItemSelection(At(1, 2), At(2, 4)), QItemSelectionModel::ClearAndSelect);
@@ -286,6 +310,8 @@ TEST_F(GridView, ReadOnlyGridRefusesEveryEdit) {
     EXPECT_FALSE(Model().setData(At(1, 2), "3"));
     EXPECT_FALSE(Model().setData(At(2, 1), Qt::Unchecked, Qt::CheckStateRole));
     EXPECT_EQ(View().PasteText("1\t2"), 0);
+    grid.SetCurrentCell(1, 1);
+    EXPECT_FALSE(grid.SetEditorMode(true));
     EXPECT_TRUE(stores.empty());
     grid.SetReadOnly(false);
     EXPECT_NE(View().editTriggers(), QAbstractItemView::NoEditTriggers);
@@ -296,8 +322,7 @@ TEST_F(GridView, GridDestroyedBeforeItsWidget) {
     ASSERT_NE(StartEdit(1, 2), nullptr);
     form.Remove(grid);
     QCoreApplication::processEvents();
-    EXPECT_EQ(Model().rowCount(), 0);
-    EXPECT_EQ(Model().Grid(), nullptr);
+    EXPECT_EQ(std::tuple(Model().rowCount(), Model().Grid() == nullptr), std::tuple(0, true));
     EXPECT_FALSE(View().grab().isNull());
     QTest::keyClick(&View(), Qt::Key_V, Qt::ControlModifier);
     EXPECT_EQ(View().PasteText("1"), 0);
@@ -374,34 +399,6 @@ protected:
     std::unique_ptr<TChartView> view;
 };
 
-TEST_F(ChartView, AxesTakeTheModelsKindRangeTitleAndFormat) {
-    chart.SetBottomAxis({akLogarithmic, "Frequency [Hz]", false, 20, 20000, "%.0f"});
-    chart.AddSeries({"Lw", skLine, clRed, true, {{63, 40}, {1000, 70}}});
-    auto* x = qobject_cast<QLogValueAxis*>(View().HorizontalAxis());
-    ASSERT_NE(x, nullptr);
-    EXPECT_EQ(x->min(), 20);
-    EXPECT_EQ(x->max(), 20000);
-    EXPECT_EQ(x->base(), 10);
-    EXPECT_EQ(x->titleText(), "Frequency [Hz]");
-    auto* y = qobject_cast<QValueAxis*>(View().VerticalAxis());
-    ASSERT_NE(y, nullptr);
-    // Automatic: the data with a little room, not a range of its own.
-    EXPECT_LT(y->min(), 40);
-    EXPECT_GT(y->max(), 70);
-    EXPECT_LE(y->max() - y->min(), 60);
-
-    chart.SetLeftAxis({akLogarithmic, "p [Pa]", false, 0.1, 1000, "%.1f dB"});
-    auto* logY = qobject_cast<QLogValueAxis*>(View().VerticalAxis());
-    ASSERT_NE(logY, nullptr);
-    EXPECT_EQ(logY->min(), 0.1);
-    EXPECT_EQ(logY->labelFormat(), "%.1f dB");
-    chart.SetBottomAxis({akLinear, "", true, 0, 1, "%g"});
-    EXPECT_NE(qobject_cast<QValueAxis*>(View().HorizontalAxis()), nullptr);
-    EXPECT_FALSE(View().HorizontalAxis()->isTitleVisible());
-    ASSERT_EQ(View().chart()->series().size(), 1);
-    EXPECT_EQ(View().chart()->series()[0]->attachedAxes().size(), 2);
-}
-
 TEST_F(ChartView, StepsSpanTheirBandsAndGapsSplitTheLine) {
     chart.SetBottomAxis({akLogarithmic, "", true, 0, 1, "%g"});
     chart.AddSeries({"Lw", skStep, clBlue, true, {{63, 50}, {125, 60}, {250, kNaN}, {500, 70}}});
@@ -437,26 +434,14 @@ TEST_F(ChartView, BarsAreFilledFromTheAxisMinimum) {
     for (const auto& [x, y] : {std::pair{1.0, 50.0}, std::pair{3.0, 60.0}})
         bars << QPointF(x - h, 30) << QPointF(x - h, y) << QPointF(x + h, y) << QPointF(x + h, 30);
     ExpectPoints(area->upperSeries()->points(), bars);
+    chart.SetLeftAxis({akLogarithmic, "", false, 10, 100, "%g"});
+    EXPECT_NE(qobject_cast<QLogValueAxis*>(View().VerticalAxis()), nullptr);
+    EXPECT_EQ(PointsOf(View().Parts(0)[0]).front(), QPointF(1 - h, 10)); // a log axis fills from its minimum
     // On a frequency axis bars are the filled steps.
     chart.SetBottomAxis({akLogarithmic, "", true, 0, 1, "%g"});
     area = qobject_cast<QAreaSeries*>(View().Parts(0)[0]);
     ASSERT_NE(area, nullptr);
     EXPECT_EQ(area->upperSeries()->points(), StepRuns(chart.Series(0).Points, true, false)[0]);
-}
-
-TEST_F(ChartView, PolarSeriesMakeAPolarChart) {
-    chart.AddSeries({"Directivity", skPolar, clDefault, true, {{0, 1}, {90, 0.5}, {180, 0.2}, {270, 0.5}}});
-    ASSERT_TRUE(View().IsPolar());
-    EXPECT_EQ(View().chart()->chartType(), QChart::ChartTypePolar);
-    auto* angle = qobject_cast<QValueAxis*>(View().HorizontalAxis());
-    ASSERT_NE(angle, nullptr);
-    EXPECT_EQ(angle->min(), 0);
-    EXPECT_EQ(angle->max(), 360);
-    EXPECT_EQ(static_cast<QPolarChart*>(View().chart())->axes(QPolarChart::PolarOrientationRadial).front(),
-              View().VerticalAxis());
-    chart.DeleteSeries(0);
-    EXPECT_FALSE(View().IsPolar());
-    EXPECT_EQ(View().chart()->chartType(), QChart::ChartTypeCartesian);
 }
 
 TEST_F(ChartView, SeriesChangesReachTheChartWithoutANewChart) {
@@ -483,6 +468,7 @@ TEST_F(ChartView, SeriesChangesReachTheChartWithoutANewChart) {
     EXPECT_TRUE(View().Parts(1).isEmpty());
     EXPECT_EQ(qchart->series().size(), 2);
     chart.ClearSeries();
+    EXPECT_THROW(chart.Series(0), EKorvelError);
     chart.AddSeries({"D", skLine, RGBToColor(10, 200, 30), true, {}});
     ASSERT_EQ(qchart->series().size(), 1); // an empty series keeps its legend entry
     EXPECT_EQ(PenOf(qchart->series()[0]), QColor(10, 200, 30));
@@ -495,28 +481,65 @@ TEST_F(ChartView, SeriesChangesReachTheChartWithoutANewChart) {
 }
 
 TEST_F(ChartView, LabelsUseThePersonsLocaleWithTheModelsFormat) {
-    EXPECT_EQ(AxisLabelFormat("%.0f Hz"), "%.0f Hz");
-    EXPECT_EQ(AxisLabelFormat("%g"), "%.6g");
-    EXPECT_EQ(AxisLabelFormat("%+08.2F"), "%.2f");
-    EXPECT_EQ(AxisLabelFormat("%.f"), "%.0f");
-    EXPECT_EQ(AxisLabelFormat("%% %.1e<"), "&#37; %.1e&lt;");
-    EXPECT_EQ(TickInterval(30), 5);
-    EXPECT_EQ(TickInterval(1), 0.2);
-    EXPECT_EQ(TickInterval(20000), 5000);
-    EXPECT_EQ(TickInterval(8), 1);
+    const QStringList formats{"%.0f Hz", "%g", "%+08.2F", "%.f", "%% %.1e<"};
+    QStringList qtFormats;
+    for (const QString& format : formats)
+        qtFormats << AxisLabelFormat(format.toStdString());
+    EXPECT_EQ(qtFormats, (QStringList{"%.0f Hz", "%.6g", "%.2f", "%.0f", "&#37; %.1e&lt;"}));
+    EXPECT_EQ((std::vector<double>{TickInterval(30), TickInterval(1), TickInterval(20000), TickInterval(8)}),
+              (std::vector<double>{5, 0.2, 5000, 1}));
 
     QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
     chart.SetLeftAxis({akLinear, "", false, 0, 1, "%.1f dB"});
     chart.SetBottomAxis({akLinear, "", false, 0, 20000, "%.0f Hz"});
     chart.AddSeries({"Lw", skLine, clDefault, true, {{0, 0.5}, {20000, 0.7}}});
     const QStringList cartesian = DrawnTexts(View());
-    view.reset();
-    chart.AddSeries({"Polar", skPolar, clDefault, true, {{0, 0.5}, {90, 0.7}}});
+    chart.AddSeries({"Polar", skPolar, clDefault, true, {{0, 0.5}, {90, 0.7}}}); // turns the chart polar
+    ASSERT_TRUE(View().IsPolar());
     const QStringList polar = DrawnTexts(View());
+    chart.DeleteSeries(1);
+    EXPECT_FALSE(View().IsPolar());
     QLocale::setDefault(QLocale::c());
     EXPECT_TRUE(cartesian.contains("0,4 dB")) << cartesian.join(" | ").toStdString();
     EXPECT_TRUE(cartesian.contains("20000 Hz")) << cartesian.join(" | ").toStdString(); // no digit groups
     EXPECT_TRUE(polar.contains("90°")) << polar.join(" | ").toStdString();
+}
+
+TEST(Chart, AxesRefuseRangesTheyCannotDraw) {
+    TChart chart("Chart");
+    const TChartAxis freq{akLogarithmic, "Frequency [Hz]", false, 20, 20000, "%.0f"};
+    chart.SetBottomAxis(freq);
+    const auto refused = [&](auto change) {
+        TChartAxis bad = freq;
+        change(bad);
+        EXPECT_THROW(chart.SetBottomAxis(bad), EKorvelError);
+    };
+    refused([](TChartAxis& a) { a.Min = 0; });
+    refused([](TChartAxis& a) { a.Max = 10; });
+    refused([](TChartAxis& a) { a.Max = kNaN; });
+    refused([](TChartAxis& a) { a.LabelFormat = "%s"; });
+    // A range left to the data is not checked.
+    TChartAxis automatic = freq;
+    automatic.AutoRange = true;
+    automatic.Min = -1;
+    EXPECT_NO_THROW(chart.SetLeftAxis(automatic));
+    EXPECT_EQ(chart.BottomAxis(), freq);
+
+    // The same points again, a gap equalling a gap, raise no notice.
+    chart.AddSeries({"Lw", skStep, clBlue, true, {{63, 50}, {125, kNaN}}});
+    int changes = 0;
+    auto sub = chart.SubscribeScoped([&](TComponent&, const TChange&) { ++changes; });
+    chart.SetSeriesPoints(0, chart.Series(0).Points);
+    EXPECT_EQ(changes, 0);
+}
+
+TEST(Chart, LabelFormatsTakeOneNumberAndNothingDangerous) {
+    EXPECT_EQ(FormatAxisLabel("%.0f Hz", 1000.4), "1000 Hz");
+    EXPECT_EQ(FormatAxisLabel("%.1f°", 22.5), "22.5°");
+    EXPECT_EQ(FormatAxisLabel("%g %%", 50.0), "50 %");
+    EXPECT_EQ(FormatAxisLabel("%+06.1f", 3.0), "+003.0");
+    for (const char* bad : {"", "dB", "%d", "%f %f", "%n", "%s", "%100f", "%.100f", "%"})
+        EXPECT_THROW(CheckLabelFormat(bad), EKorvelError) << bad;
 }
 
 TEST_F(ChartView, ModelDestroyedBeforeItsWidget) {

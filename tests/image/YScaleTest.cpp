@@ -1,5 +1,5 @@
-// The y-scale of a kind's printout and the window placements: where they are stored, what damage in the
-// settings files reads as, and the dialog that edits the scale.
+// The y-scale of a kind's printout: where it is stored, what damage in the scale file reads as, and the
+// dialog that edits it; and the window placement's refusal of an unusable window.
 
 #include "platform/Errors.h"
 #include "platform/base/LibKinds.h"
@@ -16,52 +16,11 @@
 namespace korvel {
 namespace {
 
-class SettingsTest : public ::testing::Test {
+class YScale : public ::testing::Test {
 protected:
     test::SettingsSandbox sandbox;
     test::TTestUi ui;
 };
-
-using WindowPlacement = SettingsTest;
-using YScale = SettingsTest;
-
-TEST_F(WindowPlacement, RoundTripsPerSectionUnderTheDocumentedKeys) {
-    EXPECT_FALSE(LoadWindowSettings("Lib120"));
-    SaveWindowSettings("Lib120", {-40, 20, 800, 600, true});
-    SaveWindowSettings("Lib121", {0, 0, 300, 200});
-    EXPECT_EQ(LoadWindowSettings("Lib120"), (TWindowPlacement{-40, 20, 800, 600, true}));
-    EXPECT_EQ(LoadWindowSettings("Lib121"), (TWindowPlacement{0, 0, 300, 200, false}));
-
-    const TIniStore ini(KorvelLibIniFileName());
-    EXPECT_EQ(ini.ReadSection("Lib120"),
-              (std::vector<std::string>{"Left", "Top", "Width", "Height", "Maximized"}));
-    EXPECT_EQ(ini.ReadInteger("Lib120", "Width", 0), 800);
-}
-
-TEST_F(WindowPlacement, NonsenseReadsAsNothingAndIsNotWritten) {
-    const TIniStore ini(KorvelLibIniFileName());
-    SaveWindowSettings("Lib120", {10, 10, 640, 480});
-    const auto tamper = [&](const char* key, const char* value) {
-        ini.WriteString("Lib120", key, value);
-        const auto read = LoadWindowSettings("Lib120");
-        SaveWindowSettings("Lib120", {10, 10, 640, 480});
-        return read.has_value();
-    };
-    EXPECT_FALSE(tamper("Width", "0"));
-    EXPECT_FALSE(tamper("Height", "-5"));
-    EXPECT_FALSE(tamper("Width", "100001"));
-    EXPECT_FALSE(tamper("Left", "-2147483648"));
-    EXPECT_FALSE(tamper("Top", "abc"));
-    EXPECT_TRUE(tamper("Maximized", "maybe")); // an unreadable flag is just not maximized
-    EXPECT_TRUE(tamper("Width", "100000"));
-    ini.DeleteKey("Lib120", "Top");
-    EXPECT_FALSE(LoadWindowSettings("Lib120"));
-
-    SaveWindowSettings("Lib120", {10, 10, 640, 480});
-    EXPECT_THROW(SaveWindowSettings("Lib120", {10, 10, 0, 480}), EKorvelError);
-    EXPECT_THROW(SaveWindowSettings("Lib120", {200000, 10, 640, 480}), EKorvelError);
-    EXPECT_EQ(LoadWindowSettings("Lib120"), (TWindowPlacement{10, 10, 640, 480}));
-}
 
 TEST_F(YScale, StoresThousandthsInTheScaleFilePerKindWithDefaultsByKind) {
     EXPECT_EQ(ReadYScale(120), (TYScaleFmt{true, 0, 100}));
@@ -142,6 +101,15 @@ TEST_F(YScale, TheDialogTurnsAnEmptyRangeAutomaticAndCancelWritesNothing) {
     });
     EXPECT_TRUE(EditYScale(ui, 120));
     EXPECT_TRUE(ReadYScale(120).Auto);
+}
+
+// What is not a usable window is neither read nor written.
+using WindowPlacement = YScale;
+TEST_F(WindowPlacement, AnUnusableOneIsNeitherReadNorWritten) {
+    EXPECT_THROW(SaveWindowSettings("Lib120", {10, 10, 0, 480}), EKorvelError);
+    SaveWindowSettings("Lib120", {10, 10, 640, 480});
+    TIniStore(KorvelLibIniFileName()).WriteString("Lib120", "Width", "100001");
+    EXPECT_FALSE(LoadWindowSettings("Lib120"));
 }
 
 } // namespace
