@@ -70,6 +70,7 @@ TEST_F(DbFixture, BofEofAndIndexSwitchesFollowDatasetRules) {
     table->First();
     EXPECT_EQ(std::tuple(table->Bof(), table->Eof(), table->IsEmpty(), table->RecNo()),
               std::tuple(true, true, true, 0));
+    EXPECT_THROW(table->Delete(), db::EDatabaseError); // nothing to delete
 
     Add("c");
     std::int64_t b = Add("b");

@@ -158,9 +158,8 @@ TEST(PictureDecode, BadAndHostileDataIsRefused) {
     TBytes truncated = Quadrants(1000, 500);
     truncated.resize(truncated.size() / 2);
     ExpectFitRefused(truncated, "cannot be decoded");
-    ExpectFitRefused({'<', 'h', 't', 'm', 'l', '>'}, "not in a known picture format");
-    ExpectFitRefused({}, "not in a known picture format");
-    ExpectFitRefused(Quadrants(37, 11, "tga"), "not in a known picture format");
+    for (const TBytes& bytes : {TBytes{'<', 'h', 't', 'm', 'l', '>'}, TBytes{}, Quadrants(37, 11, "tga")})
+        ExpectFitRefused(bytes, "not in a known picture format");
     // Headers without data behind them: decoding would fail differently, so these messages show the size
     // was refused first.
     ExpectFitRefused(PngHeaderClaiming(100000, 100000), "100000 x 100000 pixels");

@@ -14,12 +14,10 @@ namespace korvel {
 namespace {
 
 TEST(FileFilter, MatchesWildcardsIgnoringCase) {
-    EXPECT_TRUE(MatchesPattern("Data.TXT", "*.txt"));
-    EXPECT_FALSE(MatchesPattern("data.txt.bak", "*.txt"));
-    EXPECT_TRUE(MatchesPattern("a1.csv", "a?.csv"));
-    EXPECT_FALSE(MatchesPattern("a12.csv", "a?.csv"));
-    EXPECT_TRUE(MatchesPattern("README", "*.*"));
-    EXPECT_TRUE(MatchesPattern("x.tar.gz", "*.gz"));
+    EXPECT_EQ(std::tuple(MatchesPattern("Data.TXT", "*.txt"), MatchesPattern("data.txt.bak", "*.txt"),
+                         MatchesPattern("a1.csv", "a?.csv"), MatchesPattern("a12.csv", "a?.csv"),
+                         MatchesPattern("README", "*.*"), MatchesPattern("x.tar.gz", "*.gz")),
+              std::tuple(true, false, true, false, true, true));
 }
 
 TEST(UiTypes, ColoursAndMessageButtons) {
@@ -30,12 +28,11 @@ TEST(UiTypes, ColoursAndMessageButtons) {
     EXPECT_EQ(std::tuple(SafeDefaultResult({mbYes, mbNo, mbCancel}), SafeDefaultResult({mbYes, mbNo}),
                          SafeDefaultResult({mbAbort, mbRetry, mbIgnore}), SafeDefaultResult({})),
               std::tuple(mrCancel, mrNo, mrAbort, mrOk));
-    EXPECT_TRUE(OffersResult({mbYes, mbYesToAll}, mrYesToAll));
-    EXPECT_FALSE(OffersResult({mbYes, mbNo}, mrOk));
+    EXPECT_EQ(std::pair(OffersResult({mbYes, mbYesToAll}, mrYesToAll), OffersResult({mbYes, mbNo}, mrOk)),
+              std::pair(true, false));
     EXPECT_EQ((TMsgDlgButtons{mbCancel, mbNo, mbYes}.List()),
               (std::vector<TMsgDlgBtn>{mbYes, mbNo, mbCancel}));
-    EXPECT_EQ(ModalResultName(mrNoToAll), "NoToAll");
-    EXPECT_EQ(ModalResultName(42), "42");
+    EXPECT_EQ(ModalResultName(mrNoToAll) + " " + ModalResultName(42), "NoToAll 42");
 }
 
 TEST(NewName, CheckedAgainstLimitsAndExistingNamesAndProposedToFit) {
@@ -188,13 +185,17 @@ TEST_F(ScriptedUiTest, AnswersADialogCannotGiveAndUnusedExpectationsAreReported)
     // A filter without a pattern is reported, yet the expected answer is given.
     ui.ExpectOpen("Import", {"a.txt"});
     EXPECT_EQ(ui.OpenDialog({"Import", "Text|", 1, {}, {}, false}).size(), 1u);
+    TForm form(ui, "Options");
+    ui.ExpectModal("Options", [](TForm&) { return mrNone; }); // leaves the form open
+    EXPECT_EQ(std::pair(ui.ShowModal(form), form.Modal()), std::pair(mrCancel, false));
     ui.ExpectMessage("never asked", mrYes);
     EXPECT_FALSE(ui.VerifyAllAnswered());
-    ASSERT_EQ(reported.size(), 6u);
+    ASSERT_EQ(reported.size(), 7u);
     EXPECT_NE(reported[1].find("\"all\" answers are not offered"), std::string::npos);
     EXPECT_NE(reported[2].find("longer than 8"), std::string::npos);
     EXPECT_NE(reported[4].find("has no pattern"), std::string::npos);
-    EXPECT_NE(reported[5].find("never asked"), std::string::npos);
+    EXPECT_NE(reported[5].find("still open"), std::string::npos);
+    EXPECT_NE(reported[6].find("never asked"), std::string::npos);
 }
 
 } // namespace
