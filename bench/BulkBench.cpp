@@ -1,7 +1,8 @@
 // Bulk work of the sound editor, each run once beside the plain SQLite inserts of the same rows: importing a
 // text table, copying elements into a library that holds some of their names ("Skip all"), a backup that
-// keeps gapped numbers, and taking in a folder of DOS library files. The editor is driven as `korvellib`
-// drives it (import, copy --on-conflict skip, backup, import of a DOS index file).
+// keeps gapped numbers, taking in a folder of DOS library files, and the directivity library's DOS file
+// RIWIS.DAT. The editors are driven as `korvellib` drives them (import, copy --on-conflict skip, backup,
+// import of a DOS index file, import 119 of RIWIS.DAT).
 //
 //   build/hbench/bench/bench_bulk [--rows=N]      # N rows for the import and the backup; 100,000 by default
 
@@ -10,6 +11,7 @@
 #include "platform/acoustic/LibSpectrum.h"
 #include "platform/base/LibKinds.h"
 #include "platform/formats/DosLibFiles.h"
+#include "platform/formats/RiwisFile.h"
 #include "sound/FormLibX.h"
 
 #include <benchmark/benchmark.h>
@@ -233,10 +235,77 @@ void DosFolderImport(benchmark::State& state) {
     ImportIntoEmpty(state, "dos-target", DosIndexFile(), kDosElements);
 }
 
+// --- the directivity library's DOS file
+
+constexpr int kDirectivityLibType = 119;
+
+// RIWIS.DAT of Rows() directivities with names of their own, so that none is taken for a duplicate.
+std::string RiwisFile() {
+    const std::string folder = bench::CacheFolder("riwis-" + std::to_string(bench::Rows()));
+    const std::string file = folder + "RIWIS.DAT";
+    if (fs::exists(folder + "done"))
+        return file;
+    std::ofstream out(file, std::ios::binary);
+    formats::TRiwisRecord r;
+    for (std::int64_t i = 0; i < bench::Rows(); ++i) {
+        r.Name = "Richtung " + std::to_string(i * 7919 % 1000003) + "-" + std::to_string(i);
+        for (std::size_t k = 0; k < r.Werte.size(); ++k)
+            r.Werte[k] = -static_cast<float>((i + static_cast<std::int64_t>(k)) % 25) / 2.0f;
+        const TBlob b = formats::EncodeRiwisRecord(r);
+        out.write(reinterpret_cast<const char*>(b.data()), static_cast<std::streamsize>(b.size()));
+    }
+    out.close();
+    std::ofstream(folder + "done") << "1\n";
+    return file;
+}
+
+// An empty directivity library as the editor makes it; kept.
+const std::string& EmptyDirectivityFile() {
+    static const std::string file = [] {
+        const std::string folder = bench::CacheFolder("directivity-empty", true);
+        std::ostringstream out, err;
+        cli::TLibSession session(kDirectivityLibType, out, err);
+        session.Open(folder, true);
+        return folder + LibName(kDirectivityLibType);
+    }();
+    return file;
+}
+
+void RiwisImport(benchmark::State& state) {
+    const std::string file = RiwisFile();
+    const std::string table = TableNames(kDirectivityLibType).front();
+    double engine = 0;
+    bench::TPlainInsert plain;
+    std::int64_t imported = 0;
+    for (auto _ : state) {
+        const std::string folder = bench::CacheFolder("riwis-target", true);
+        fs::copy_file(EmptyDirectivityFile(), folder + LibName(kDirectivityLibType));
+        std::ostringstream out, err;
+        const auto t0 = Clock::now();
+        {
+            cli::TLibSession session(kDirectivityLibType, out, err, SkipAll());
+            const int tab = session.Open(folder, false);
+            ShowTab(session, tab);
+            session.Editor().ImportFile(file);
+            imported = session.Table(tab).RecordCount();
+        }
+        engine += Seconds(Clock::now() - t0);
+        if (imported != bench::Rows())
+            state.SkipWithError("the import did not take every directivity");
+        const bench::TPlainRows same =
+            bench::ReadPlainRows(folder + LibName(kDirectivityLibType), table, false);
+        const bench::TPlainInsert p = bench::PlainInsert(same, EmptyDirectivityFile());
+        plain.Seconds += p.Seconds;
+        plain.Inserted = p.Inserted;
+    }
+    Report(state, engine, plain, imported);
+}
+
 BENCHMARK(ImportTextTable)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(CopySkipAll)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(BackupWithGaps)->Unit(benchmark::kMillisecond)->Iterations(1);
 BENCHMARK(DosFolderImport)->Unit(benchmark::kMillisecond)->Iterations(1);
+BENCHMARK(RiwisImport)->Unit(benchmark::kMillisecond)->Iterations(1);
 
 } // namespace
 

@@ -61,6 +61,17 @@ void DosSeeds() {
                       test::DosGroupBytes("Gebl\x84se")}));
 }
 
+void RiwisSeeds() {
+    std::vector<float> ramp(36);
+    for (std::size_t i = 0; i < ramp.size(); ++i) {
+        ramp[i] = -static_cast<float>(i) / 4.0f;
+    }
+    // "Gebl\x84se" is "Gebläse" in code page 850.
+    Write("riwis", "two",
+          test::Join({test::RiwisBytes("Gebl\x84se", ramp, 3), test::RiwisBytes("Rund", {})}));
+    Write("riwis", "one-and-a-part", test::Join({test::RiwisBytes("Horn", ramp, -1), TBlob(40, 7)}));
+}
+
 void ClfSeeds() {
     Write("clf", "box.CF1", test::ClfBytes(test::ClfSample(1, 1, 8)));
     Write("clf", "box.CF2", test::ClfBytes(test::ClfSample(2, 1, 28)));
@@ -180,6 +191,7 @@ int main(int argc, char** argv) {
     gRoot = argv[1];
     try {
         DosSeeds();
+        RiwisSeeds();
         ClfSeeds();
         ParadoxSeeds();
         XlsSeeds();

@@ -10,6 +10,7 @@
 #include "sound/FormLibX.h"
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 
 namespace fs = std::filesystem;
@@ -95,36 +96,37 @@ int RunImport(const TImportOptions& o, std::ostream& out, std::ostream& err) {
     if (session->Editor().GetImportFilter().empty())
         throw ECliError(kExitUsage, std::string(session->Kind().Caption) + " (type " +
                                         std::to_string(o.Type) + ") imports no files");
-    sound::TFormLibX* sound = SoundEditor(*session);
-    if (!maps.empty() && !sound)
-        throw ECliError(kExitUsage, "--columns applies to the sound libraries only");
-
     const bool existed = LibraryExists(o.Type, folder);
     const int tab = session->Open(folder, true);
     std::int64_t added = 0;
     try {
         session->RequireWritable(tab);
         ShowTab(*session, tab);
-        if (sound)
-            sound->BeforeExcelImport = [&maps](TExcelImportForm& form) {
-                // The headings map themselves; the command line's columns come on top.
-                for (const TColumnMap& map : maps) {
-                    TFieldNameItem& item = FindImportField(form.Fields(), map.Field);
-                    int column = -1;
-                    try {
-                        column = form.ColumnOf(map.Column);
-                    } catch (const EKorvelError& e) {
-                        throw ECliError(kExitUsage, std::string("--columns ") + map.Field + "=" + map.Column +
-                                                        ": " + e.what());
-                    }
-                    form.MapColumn(item.FieldName, column);
+        bool mapped = false;
+        const std::function<void(TExcelImportForm&)> mapColumns = [&maps, &mapped](TExcelImportForm& form) {
+            // The headings map themselves; the command line's columns come on top.
+            for (const TColumnMap& map : maps) {
+                TFieldNameItem& item = FindImportField(form.Fields(), map.Field);
+                int column = -1;
+                try {
+                    column = form.ColumnOf(map.Column);
+                } catch (const EKorvelError& e) {
+                    throw ECliError(kExitUsage, std::string("--columns ") + map.Field + "=" + map.Column +
+                                                    ": " + e.what());
                 }
-                form.RunImport();
-                form.SetModalResult(mrOk);
-            };
+                form.MapColumn(item.FieldName, column);
+            }
+            mapped = true;
+            form.RunImport();
+            form.SetModalResult(mrOk);
+        };
+        session->Editor().BeforeExcelImport = mapColumns;
         const std::int64_t before = session->Table(tab).RecordCount();
         session->Editor().ImportFile(file);
         added = session->Table(tab).RecordCount() - before;
+        if (!maps.empty() && !mapped)
+            err << "Warning: --columns is left unused: \"" << file
+                << "\" is not imported as a spreadsheet or text table\n";
         // A refused loudspeaker file says so only in its message; the command fails.
         const std::string extension = Upper(fs::path(file).extension().string());
         if (added == 0 && (extension == ".CF1" || extension == ".CF2"))

@@ -7,6 +7,7 @@
 #include "platform/acoustic/LibSpectrum.h"
 #include "platform/db/Collation.h"
 #include "platform/dbctrls/FieldText.h"
+#include "platform/ui/ChartJson.h"
 #include "sound/ElementFilter.h"
 #include "sound/FormLibX.h"
 
@@ -36,6 +37,7 @@ struct TShowOptions {
     std::string Folder;
     int Number = 0;
     bool Json = false;
+    bool Charts = false;
 };
 
 // The editor's filter record for the options; checked before any library is opened.
@@ -128,6 +130,8 @@ int RunList(const TListOptions& o, std::ostream& out, std::ostream& err) {
 }
 
 int RunShow(const TShowOptions& o, std::ostream& out, std::ostream& err) {
+    if (o.Charts && !o.Json)
+        throw ECliError(kExitUsage, "--charts is written as JSON data; give --json with it");
     const std::string folder = FolderArg(o.Folder);
     TLibSession session(o.Type, o.Json ? err : out, err);
     const int tab = session.Open(folder, false);
@@ -143,6 +147,9 @@ int RunShow(const TShowOptions& o, std::ostream& out, std::ostream& err) {
         shown["name"] = name;
         shown["fields"] = RecordToJson(table, true);
         shown["element"] = editor.ElementView();
+        // The editor's own chart models as it shows them for this element, whatever the kind.
+        if (o.Charts)
+            shown["charts"] = ChartsToJson(editor);
         out << JsonText(shown) << '\n';
         return kExitOk;
     }
@@ -185,6 +192,8 @@ void AddReadCommands(CLI::App& app, TCommandList& commands) {
     showCmd->add_option("folder", show->Folder, "Folder of the library")->required();
     showCmd->add_option("number", show->Number, "Element number")->required();
     showCmd->add_flag("--json", show->Json, "Print the fields and the editor's element view as JSON");
+    showCmd->add_flag("--charts", show->Charts,
+                      "With --json: add the data of every chart the editor shows for the element");
     commands.push_back({showCmd, [show](std::ostream& out, std::ostream& err) {
                             return RunShow(*show, out, err);
                         }});

@@ -1,5 +1,6 @@
 // Layout of the directivity library: the common element fields and the directivity's own.
 
+#include "directivity/FormRiwiX.h"
 #include "platform/acoustic/Directivity.h"
 #include "platform/base/LibSchema.h"
 #include "platform/base/MyTable.h"
@@ -8,8 +9,6 @@
 namespace korvel::directivity {
 
 namespace {
-
-constexpr int kDirectivityLibType = 119;
 
 TLibSchema DirectivitySchema() {
     TLibSchema schema;
@@ -24,7 +23,11 @@ TLibSchema DirectivitySchema() {
             .AddField("StepH", TFieldType::Word)
             .AddField("StepV", TFieldType::Word)
             .AddField("Samples", TFieldType::Blob)
-            .AddField("DirValues", TFieldType::Blob);
+            .AddField("DirValues", TFieldType::Blob)
+            // What the spreadsheet import settled of a row: whether all 36 angles were given (after the
+            // mirror rules), and their energetic mean in dB (-199 when not).
+            .AddField("Komplett", TFieldType::Boolean)
+            .AddField("Values0", TFieldType::Float);
     };
     // A new directivity starts as the default one; its grids are written when it is first stored.
     schema.NewRecord = [](db::TTable& table) {

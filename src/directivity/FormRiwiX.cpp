@@ -1,28 +1,85 @@
 #include "directivity/FormRiwiX.h"
 
+#include "directivity/DirectivityJson.h"
+#include "directivity/SampleWizard.h"
 #include "editor/ElementCopy.h"
 #include "platform/Errors.h"
 #include "platform/base/LibEditorRegistry.h"
+#include "platform/base/LibKinds.h"
+#include "platform/dbctrls/FieldText.h"
 #include "platform/legacy/Trim.h"
-#include "platform/ui/LabelledRow.h"
 #include "platform/ui/Ui.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
 
 namespace korvel::directivity {
 
+using namespace acoustic;
+
 namespace {
-constexpr int kDirectivityLibType = 119;
+
+std::string FieldString(db::TTable& table, const char* name) {
+    db::TField* f = table.FindField(name);
+    return f && !f->IsNull() ? f->AsString() : std::string();
 }
+
+} // namespace
+
+// The navigator's record source: the sample list, its current row being the samples grid's.
+class TFormRiwiX::TSampleNavTarget : public INavigatorTarget {
+public:
+    explicit TSampleNavTarget(TFormRiwiX& form) : form_(form) {}
+    TNavTargetState State() const override { return TNavTargetState::Browse; }
+    bool Bof() const override { return form_.selectedSample_ <= 0; }
+    bool Eof() const override { return form_.selectedSample_ + 1 >= Count(); }
+    bool IsEmpty() const override { return Count() == 0; }
+    bool CanModify() const override { return !form_.CurrentReadOnly() && form_.CurrentTable(); }
+    void First() override {}
+    void Prior() override {}
+    void Next() override {}
+    void Last() override {}
+    void Insert() override { form_.InsertSample(); }
+    // The last sample stays: the list is never emptied from the navigator.
+    void Delete() override {
+        if (Count() > 1)
+            form_.DeleteSample();
+    }
+    void Edit() override {}
+    void Post() override {}
+    void Cancel() override {}
+    void Refresh() override {}
+
+private:
+    int Count() const { return static_cast<int>(form_.dir_.Samples.size()); }
+    TFormRiwiX& form_;
+};
 
 TFormRiwiX::TFormRiwiX(TLibHost& host) : TCustomLibForm(host, "FormRiwiX") {
     SetLibType(kDirectivityLibType);
+    SetBounds(Left(), Top(), 1180, 760);
     DBList().SetColumns({{"Eintrag", "###", 48, true}, {"ElementName", "Directivities", 220, false}});
-    editName_ = &AddLabelledRow<TEdit>(DataArea(), "EditElementName", "Element name", 130);
-    editName_->SetMaxLength(40);
-    auto& label = DataArea().Add<TLabel>("LabelComment");
-    label.SetCaption("Comment");
-    label.SetAlign(alTop);
-    memo_ = &DataArea().Add<TMemo>("MemoKommentar");
-    memo_->SetAlign(alClient);
+    BuildPages();
+    sampleNav_ = std::make_unique<TSampleNavTarget>(*this);
+    navSamples_->SetTarget(sampleNav_.get());
+    DataSource().AddListener([this](db::TDataEvent event, const db::TField*) {
+        if (event == db::TDataEvent::RecordChange || event == db::TDataEvent::DataSetChange)
+            ShowElement();
+    });
+    ShowElement();
+}
+
+TFormRiwiX::~TFormRiwiX() {
+    navSamples_->SetTarget(nullptr);
+}
+
+// --- tabs and libraries
+
+void TFormRiwiX::OpenLibrary(int tabIndex, const std::string& fileName) {
+    TCustomLibForm::OpenLibrary(tabIndex, fileName);
+    // System libraries are delivered in the current layout and are never written.
+    if (GetPathType(tabIndex) != TLibPathType::System && !TabReadOnly(tabIndex))
+        CheckUpdate(tabIndex);
 }
 
 void TFormRiwiX::SetCurIndex(int tabIndex) {
@@ -32,15 +89,278 @@ void TFormRiwiX::SetCurIndex(int tabIndex) {
         links_.push_back(BindField(*editName_, DataSource(), "ElementName"));
         links_.push_back(BindField(*memo_, DataSource(), "Kommentar"));
     }
+    ShowElement();
     SetReadOnly(tabIndex, TabReadOnly(tabIndex));
+}
+
+void TFormRiwiX::SetReadOnly(int tabIndex, bool readOnly) {
+    TCustomLibForm::SetReadOnly(tabIndex, readOnly);
+    if (tabIndex != GetCurIndex())
+        return;
+    const bool ro = TabReadOnly(tabIndex);
+    for (TValueGrid* grid : {vgSamples_, vgDir_})
+        grid->SetEditing(!ro);
+    for (TControl* c : std::initializer_list<TControl*>{rgDirType_, rgFreqRes_, rgStep_, cbBmin_, cbBmax_,
+                                                        buttonWizard_, button1_, navSamples_})
+        c->SetEnabled(!ro);
+    navSamples_->UpdateButtons();
+    VisiblePanels();
+}
+
+bool TFormRiwiX::CurrentReadOnly() const {
+    const int tab = GetCurIndex();
+    return tab < 0 || TabReadOnly(tab);
+}
+
+bool TFormRiwiX::EnsureEditing() {
+    db::TTable* table = CurrentTable();
+    if (!table || !table->Active() || CurrentReadOnly())
+        return false;
+    if (table->State() == db::TDataSetState::Browse) {
+        if (table->IsEmpty())
+            return false;
+        table->Edit();
+    }
+    return true;
+}
+
+// --- showing
+
+void TFormRiwiX::ShowElement() {
+    db::TTable* table = CurrentTable();
+    if ((table && table->Tag == kTagBulkWork) || showing_)
+        return;
+    showing_ = true;
+    struct TDone {
+        bool& flag;
+        ~TDone() { flag = false; }
+    } done{showing_};
+    TDirectivity fresh;
+    if (table && table->Active() && !table->IsEmpty()) {
+        try {
+            fresh.ReadFromLibrary(*table);
+        } catch (const EKorvelError& e) {
+            Ui().MessageDlg(e.what(), mtWarning, {mbOK});
+        }
+    }
+    dir_ = std::move(fresh);
+    selectedSample_ = 0;
+    labelInterpolation_->SetCaption("");
+    DirToForm();
+    CalcValues0(false, true, true);
+}
+
+void TFormRiwiX::RefreshElement() {
+    ShowElement();
+}
+
+void TFormRiwiX::DirToForm() {
+    TSuspendEvents q1(*rgDirType_), q2(*rgFreqRes_), q3(*rgStep_);
+    rgDirType_->SetItemIndex(static_cast<int>(dir_.DirType()));
+    rgFreqRes_->SetItemIndex(static_cast<int>(dir_.SpecType()));
+    const bool square = dir_.StepH() == dir_.StepV();
+    rgStep_->SetItemIndex(square && dir_.StepH() == 5 ? 0 : square && dir_.StepH() == 10 ? 1 : -1);
+    FillBandBoxes();
+}
+
+void TFormRiwiX::FillBandBoxes() {
+    TSuspendEvents q1(*cbBmin_), q2(*cbBmax_);
+    const bool single = dir_.SpecType() == TSpecType::SingleValue;
+    const bool octave = dir_.SpecType() == TSpecType::Octave;
+    std::vector<std::string> items;
+    std::vector<int> bands;
+    for (int b = 0; b < kBandCount; ++b) {
+        if (octave && !IsOctaveBand(b))
+            continue;
+        bands.push_back(b);
+        items.push_back(std::string(ThirdOctavesStrShort[static_cast<std::size_t>(b)]) + " Hz");
+    }
+    bminBands_ = bands;
+    bmaxBands_ = bands;
+    cbBmin_->SetItems(items);
+    cbBmax_->SetItems(items);
+    auto indexOf = [&](int band) {
+        auto it = std::find(bands.begin(), bands.end(), band);
+        return it == bands.end() ? -1 : static_cast<int>(it - bands.begin());
+    };
+    cbBmin_->SetItemIndex(indexOf(dir_.GetBmin()));
+    cbBmax_->SetItemIndex(indexOf(dir_.GetBmax()));
+    cbBmin_->Parent()->Parent()->SetVisible(!single);
+}
+
+void TFormRiwiX::CalcValues0(bool fromEdit, bool rebuildTabs, bool layout) {
+    if (fromEdit && EnsureEditing()) {
+        if (db::TField* f = CurrentTable()->FindField("LastChangeDateTime"))
+            f->SetAsDateTime(db::Now());
+    }
+    if (rebuildTabs) {
+        std::vector<std::string> tabs;
+        for (int i = 0; i < dir_.BandCount(); ++i)
+            tabs.push_back(dir_.BandStr(i));
+        TSuspendEvents q1(*tabBands_), q2(*tabDiagramBands_);
+        // A horizontal directivity shows all its bands in one grid.
+        tabBands_->SetTabs(dir_.DirType() == TDirType::Horizontal ? std::vector<std::string>{} : tabs);
+        tabDiagramBands_->SetTabs(tabs);
+    }
+    dir_.CalcLtot();
+    if (layout) {
+        DefineVGSamples();
+        DefineVGDir();
+        DefineVGLtot();
+    }
+    vgSamples_->Invalidate();
+    vgDir_->Invalidate();
+    vgLtot_->Invalidate();
+    navSamples_->UpdateButtons();
+    VisiblePanels();
+    DrawDiagram();
+}
+
+// --- settings
+
+void TFormRiwiX::RGDirTypeClick(TComponent& /*sender*/) {
+    const int index = rgDirType_->ItemIndex();
+    if (index < 0 || CurrentReadOnly() || index == static_cast<int>(dir_.DirType()))
+        return;
+    dir_.SetDirType(static_cast<TDirType>(index));
+    dir_.DiscardInterpolation();
+    CalcValues0(true, true, true);
+}
+
+void TFormRiwiX::RGStepClick(TComponent& /*sender*/) {
+    const int index = rgStep_->ItemIndex();
+    if (index < 0 || CurrentReadOnly())
+        return;
+    const int step = index == 0 ? 5 : 10;
+    if (step == dir_.StepH() && step == dir_.StepV())
+        return;
+    dir_.SetStep(step, step);
+    dir_.DiscardInterpolation();
+    DoInterpolate();
+    CalcValues0(true, false, true);
+}
+
+void TFormRiwiX::RGFreqResClick(TComponent& /*sender*/) {
+    const int index = rgFreqRes_->ItemIndex();
+    if (index < 0 || CurrentReadOnly() || index == static_cast<int>(dir_.SpecType()))
+        return;
+    const int bmin = dir_.GetBmin(), bmax = dir_.GetBmax();
+    dir_.SetSpecType(static_cast<TSpecType>(index));
+    dir_.SetBMinBMax(bmin, bmax);
+    dir_.DiscardInterpolation();
+    FillBandBoxes();
+    CalcValues0(true, true, true);
+}
+
+void TFormRiwiX::CBBminChange(TComponent& /*sender*/) {
+    const int i = cbBmin_->ItemIndex();
+    if (i < 0 || CurrentReadOnly() || i >= static_cast<int>(bminBands_.size()))
+        return;
+    dir_.SetBMinBMax(bminBands_[static_cast<std::size_t>(i)], std::max(dir_.GetBmax(), bminBands_[i]));
+    dir_.DiscardInterpolation();
+    FillBandBoxes();
+    CalcValues0(true, true, true);
+}
+
+void TFormRiwiX::CBBmaxChange(TComponent& /*sender*/) {
+    const int i = cbBmax_->ItemIndex();
+    if (i < 0 || CurrentReadOnly() || i >= static_cast<int>(bmaxBands_.size()))
+        return;
+    dir_.SetBMinBMax(std::min(dir_.GetBmin(), bmaxBands_[i]), bmaxBands_[static_cast<std::size_t>(i)]);
+    dir_.DiscardInterpolation();
+    FillBandBoxes();
+    CalcValues0(true, true, true);
+}
+
+// --- samples
+
+void TFormRiwiX::SamplesChanged() {
+    dir_.DiscardInterpolation();
+    DoInterpolate();
+    CalcValues0(true, false, true);
+}
+
+void TFormRiwiX::InsertSample() {
+    if (CurrentReadOnly() || !EnsureEditing())
+        return;
+    const int at = std::clamp(selectedSample_, 0, static_cast<int>(dir_.Samples.size()));
+    TSampleItem s;
+    s.Values.assign(static_cast<std::size_t>(dir_.BandCount()), 0.0);
+    dir_.Samples.insert(dir_.Samples.begin() + at, std::move(s));
+    selectedSample_ = at;
+    SamplesChanged();
+}
+
+void TFormRiwiX::DeleteSample() {
+    if (CurrentReadOnly() || dir_.Samples.size() <= 1 || !EnsureEditing())
+        return;
+    const int at = std::clamp(selectedSample_, 0, static_cast<int>(dir_.Samples.size()) - 1);
+    dir_.Samples.erase(dir_.Samples.begin() + at);
+    selectedSample_ = std::min(at, static_cast<int>(dir_.Samples.size()) - 1);
+    SamplesChanged();
+}
+
+void TFormRiwiX::ButtonWizardClick(TComponent& /*sender*/) {
+    if (CurrentReadOnly() || !CurrentTable() || CurrentTable()->IsEmpty())
+        return;
+    TFormSampleWizard wizard(Ui(), dir_.DirType());
+    if (Ui().ShowModal(wizard) != mrOk || !EnsureEditing())
+        return;
+    // New samples start from the grid's value nearest to their direction, so the pattern keeps its shape.
+    auto nearest = [this](int band, double theta, double phi) {
+        const int rows = dir_.ThetaCount(), cols = dir_.PhiCount();
+        const int row =
+            rows == 1 ? 0 : std::clamp(static_cast<int>(std::lround(theta / dir_.StepV())), 0, rows - 1);
+        const int col = static_cast<int>(std::lround(phi / dir_.StepH())) % cols;
+        return dir_.Value(band, row, col);
+    };
+    dir_.ClearSamples();
+    for (const TSampleDirection& d : WizardDirections(dir_.DirType(), wizard.Pattern())) {
+        TSampleItem& s = dir_.AddSample(d.Theta, d.Phi);
+        for (int b = 0; b < dir_.BandCount(); ++b)
+            s.Values[static_cast<std::size_t>(b)] = nearest(b, d.Theta, d.Phi);
+    }
+    selectedSample_ = 0;
+    SamplesChanged();
+}
+
+void TFormRiwiX::Button1Click(TComponent& /*sender*/) {
+    if (CurrentReadOnly() || !EnsureEditing())
+        return;
+    dir_.CalcLtot();
+    for (int b = 0; b < dir_.BandCount(); ++b) {
+        TDirBandItem& item = dir_.GetItem(b);
+        const double shift = item.dLtot;
+        for (double& v : item.Values)
+            v -= shift;
+        // The samples move with the grid, so that interpolating again keeps the normalisation.
+        for (TSampleItem& s : dir_.Samples)
+            if (static_cast<std::size_t>(b) < s.Values.size())
+                s.Values[static_cast<std::size_t>(b)] -= shift;
+    }
+    CalcValues0(true, false, false);
+}
+
+// --- storing
+
+void TFormRiwiX::MainTableNewRecord(db::TTable& table) {
+    TCustomLibForm::MainTableNewRecord(table);
+    if (table.Tag == kTagBulkWork)
+        return;
+    pages_->SetActivePage(*pageSettings_);
 }
 
 void TFormRiwiX::MainTableBeforePost(db::TTable& table) {
     TCustomLibForm::MainTableBeforePost(table);
-    db::TField* name = table.FindField("ElementName");
-    // A directivity without a name is not stored; the name field shows why.
-    if (table.Tag != kTagBulkWork && (!name || TrimText(name->AsString()).empty()))
+    if (table.Tag == kTagBulkWork)
+        return;
+    Host().BringToFront(*this);
+    const std::string name = TrimText(FieldString(table, "ElementName"));
+    // A directivity without a name is not stored; the empty name field shows why.
+    if (name.empty())
         Abort();
+    if (&table == CurrentTable())
+        dir_.SaveToLibrary(table, name);
 }
 
 void TFormRiwiX::CopySingleElement(int srcTab, int dstTab, TCustomLibForm& target, bool /*keepNumbers*/,
@@ -64,6 +384,37 @@ void TFormRiwiX::CopySingleElement(int srcTab, int dstTab, TCustomLibForm& targe
             f->SetValue(value);
     dst.FieldByName("ElementName").SetAsString(name);
     PostOrCancel(dst);
+}
+
+// --- element view
+
+nlohmann::json TFormRiwiX::ElementView() {
+    db::TTable* table = CurrentTable();
+    if (!table || !table->Active() || table->IsEmpty())
+        return nlohmann::json::object();
+    TDirectivity d;
+    d.ReadFromLibrary(*table);
+    return nlohmann::json(
+        DirectivityToJson(d, FieldString(*table, "ElementName"), FieldString(*table, "Kommentar")));
+}
+
+void TFormRiwiX::ApplyElementView(const nlohmann::json& view) {
+    db::TTable* table = CurrentTable();
+    if (!table || !table->Editing())
+        throw EKorvelError("No element is being edited");
+    TDirectivity d;
+    d.ReadFromLibrary(*table);
+    std::string name = FieldString(*table, "ElementName");
+    std::string comment = FieldString(*table, "Kommentar");
+    DirectivityFromJson(view, d, name, comment);
+    table->FieldByName("ElementName").SetAsString(name);
+    if (db::TField* f = table->FindField("Kommentar"))
+        f->SetAsString(comment);
+    if (db::TField* f = table->FindField("LastChangeDateTime"))
+        f->SetAsDateTime(db::Now());
+    dir_ = d;
+    // The record carries the element at once, so whatever stores it stores this.
+    dir_.SaveToLibrary(*table, name);
 }
 
 } // namespace korvel::directivity

@@ -16,12 +16,15 @@
 #include "platform/ui/PictureBox.h"
 #include "platform/ui/StdCtrls.h"
 
+#include <functional>
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
 namespace korvel {
+
+class TExcelImportForm;
 
 // What an editor hands to the printing of its current element; kinds that print derive from it.
 class TPrintItem {
@@ -91,6 +94,9 @@ public:
     virtual void CreateNewLibrary(int tabIndex, const std::string& fileName);
     virtual void ImportFile(const std::string& fileName);
     virtual void CreateFieldList();
+    // Called with a kind's spreadsheet import dialog before it is shown: the command line maps its columns
+    // and runs the rows there, so the dialog is never shown.
+    std::function<void(TExcelImportForm&)> BeforeExcelImport;
 
     // The current element as the kind sees it (command line "element" object); the frame's version holds
     // every field except the number. ApplyElementView writes such an object into the record in edit

@@ -128,8 +128,6 @@ public:
     void SetEntryTypeValue(TFieldNameItem& item, const std::string& cellText);
     void SetGroupValue(TFieldNameItem& item, const std::string& cellText);
     void SetBitMapFileName(TFieldNameItem& item, const std::string& cellText);
-    // Called with the dialog before it is shown (the command line maps its columns here).
-    std::function<void(TExcelImportForm&)> BeforeExcelImport;
 
     // Export of the current tab (FormLibXExport.cpp).
     void ExcelExport1Click(TComponent& sender);

@@ -4,6 +4,7 @@
 #include "CliRunner.h"
 #include "meteo/PollutantsSchema.h"
 #include "platform/acoustic/LibSpectrum.h"
+#include "platform/base/Bands.h"
 #include "platform/base/LibEditorRegistry.h"
 #include "platform/base/LibKinds.h"
 #include "platform/base/LibSchema.h"
@@ -391,6 +392,54 @@ TEST_F(CliFilter, WrongFilterOptionsAreUsageErrors) {
         EXPECT_TRUE(ExitedWith(r, kUsage, {expected}));
         EXPECT_EQ(r.Out, "");
     }
+}
+
+// --- show --charts: the editor's chart models as data, for every kind without code of its own
+
+TEST_F(CliCommands, ShowChartsGivesTheChartsTheEditorDrawsForTheElement) {
+    const std::string sound = Folder("sound");
+    ASSERT_TRUE(ExitedWith(Run({"add", kEmission, sound, "--element-json", "-"},
+                               R"({"name": "Roof fan", "values": {"25": 78, "28": 81.5, "31": 75}})"),
+                           0));
+    const json shown = Json({"show", kEmission, sound, "1", "--charts"});
+    ASSERT_EQ(shown.at("charts").size(), 1u);
+    const json& graph = shown.at("charts")[0];
+    EXPECT_EQ(std::tuple(graph.at("name"), graph.at("title")), std::tuple("Graph", "Roof fan"));
+    EXPECT_EQ(std::tuple(graph.at("axes")[0].at("title"), graph.at("axes")[0].at("kind")),
+              std::tuple("Frequency [Hz]", "log"));
+    EXPECT_EQ(graph.at("axes")[1].at("kind"), "linear");
+
+    // The spectrum: one step per band of the band list, the bands without a value as gaps.
+    const json& levels = graph.at("series")[0];
+    EXPECT_EQ(std::tuple(levels.at("title"), levels.at("style"), levels.at("visible")),
+              std::tuple("dB", "step", true));
+    json values = json::array();
+    for (const json& point : levels.at("points"))
+        if (!point[1].is_null())
+            values.push_back(point);
+    EXPECT_EQ(values,
+              json::array({{ThirdOctaves[25], 78.0}, {ThirdOctaves[28], 81.5}, {ThirdOctaves[31], 75.0}}));
+    // The level axis is left to the data: it spans every visible value drawn.
+    double lo = HUGE_VAL;
+    double hi = -HUGE_VAL;
+    for (const json& series : graph.at("series"))
+        for (const json& point : series.at("points"))
+            if (!point[1].is_null()) {
+                lo = std::min(lo, point[1].get<double>());
+                hi = std::max(hi, point[1].get<double>());
+            }
+    EXPECT_EQ(
+        std::pair(graph.at("axes")[1].at("min").get<double>(), graph.at("axes")[1].at("max").get<double>()),
+        std::pair(lo, hi));
+
+    // A kind whose editor has no chart says so with an empty list.
+    const std::string lib = Folder("project");
+    ASSERT_EQ(Add(lib, "NO2"), 1);
+    EXPECT_EQ(Json({"show", kType, lib, "1", "--charts"}).at("charts"), json::array());
+
+    TCliResult bare = Run({"show", kEmission, sound, "1", "--charts"});
+    EXPECT_TRUE(ExitedWith(bare, kUsage, {"--charts", "--json"}));
+    EXPECT_EQ(bare.Out, "");
 }
 
 // --- convert: the older files become current sound libraries, what was created and removed is reported, and

@@ -2,9 +2,12 @@
 // line, and name conflicts by policy.
 
 #include "CliRunner.h"
+#include "platform/acoustic/Directivity.h"
 #include "platform/acoustic/LibSpectrum.h"
 #include "platform/base/LibKinds.h"
 #include "platform/base/MyTable.h"
+#include "support/FileBytes.h"
+#include "support/LegacyFiles.h"
 #include "support/TempDir.h"
 
 #include <filesystem>
@@ -105,6 +108,36 @@ TEST_F(CliImportExport, TextTableColumnsMapByHeadingOrByTheCommandLineAndNamesBy
     EXPECT_THAT(r.Out,
                 AllOf(HasSubstr("3 elements imported"), HasSubstr("0 elements added, 4 elements in all")));
     EXPECT_EQ(Element(lib, "Fan")->GetValue(30), 80.0);
+}
+
+TEST_F(CliImportExport, DirectivitiesComeFromTheDosFileAndFromSheetsWithTheirColumnsMapped) {
+    const std::string lib = Folder("dirs");
+    constexpr int kDirectivity = 119;
+    const std::string kind = std::to_string(kDirectivity);
+    const std::string dos = root_.File("RIWIS.DAT");
+    WriteAll(dos, Join({RiwisBytes("Horn", std::vector<float>(36, -2.0f)), RiwisBytes("Dome", {-1.0f})}));
+    ASSERT_TRUE(
+        ExitedWith(Run({"import", kind, lib, dos, "--columns", "Freq=B"}), 0, {"--columns is left unused"}));
+
+    // Values at 10..90 degrees under headings of its own, mapped by heading, letter and number.
+    const std::string sheet = File("quarter.csv", "Name;f;a;b;c;d;e;g;h;i;j\nFan;1k;1;2;3;4;5;6;7;8;9\n");
+    std::vector<std::string> args = {"import", kind, lib, sheet, "--columns", "ElementName=Name", "Freq=f"};
+    for (int i = 1; i <= 9; ++i)
+        args.push_back("Values" + std::to_string(i) + "=" + std::to_string(i + 2));
+    const TCliResult r = Run(args);
+    ASSERT_TRUE(ExitedWith(r, 0));
+    EXPECT_THAT(r.Out, HasSubstr("1 elements imported"));
+
+    TMyTable t(TableNames(kDirectivity));
+    t.InitLibX(lib, LibName(kDirectivity), TableNames(kDirectivity), true, true);
+    t.Open();
+    acoustic::TDirectivity d;
+    ASSERT_TRUE(t.GetTable()->Locate("ElementName", {db::TValue(std::string("Fan 1k Hz"))}));
+    d.ReadFromLibrary(*t.GetTable());
+    // 80 degrees mirrored to 100, 10 to 350; incomplete, as 180 and 360 are missing.
+    EXPECT_EQ(std::tuple(d.Value(0, 0, 8), d.Value(0, 0, 10), d.Value(0, 0, 35)), std::tuple(8.0, 8.0, 1.0));
+    EXPECT_EQ(t.GetTable()->FieldByName("Komplett").AsBoolean(), false);
+    EXPECT_EQ(t.GetTable()->RecordCount(), 3);
 }
 
 } // namespace

@@ -63,6 +63,15 @@ TBlob DosGroupBytes(const std::string& name) {
     return b;
 }
 
+TBlob RiwisBytes(const std::string& name, const std::vector<float>& values, std::int16_t number) {
+    TBlob b(177, 0);
+    PutShortString(b, 0, 30, name);
+    for (std::size_t i = 0; i < std::min<std::size_t>(values.size(), 36); ++i)
+        PutF32(b, 31 + 4 * i, values[i]);
+    PutU32(b, 175, static_cast<std::uint16_t>(number), 2);
+    return b;
+}
+
 void WriteDosLibrary(const std::string& indexFile, const std::vector<TBlob>& index,
                      const std::vector<TBlob>& data, const std::vector<TBlob>& groups) {
     const std::filesystem::path folder = std::filesystem::path(indexFile).parent_path();

@@ -32,6 +32,10 @@ TBlob DosDataBytes(const formats::TDosDataRecord& rec);
 // DOS group record (31 bytes): the name as a short string of 30 characters.
 TBlob DosGroupBytes(const std::string& name);
 
+// RIWIS.DAT record (177 bytes): the name as a short string of 30 characters, the 36 values (10, 20, ..., 360
+// degrees) as 32-bit floats at 31 and the number as a 16-bit number at 175.
+TBlob RiwisBytes(const std::string& name, const std::vector<float>& values, std::int16_t number = 0);
+
 // A DOS library from whole records: the index file and next to it "LibData.00d" and, when there are groups,
 // "Gruppe.00d", d being the last character of the index file's name.
 void WriteDosLibrary(const std::string& indexFile, const std::vector<TBlob>& index,

@@ -1,6 +1,7 @@
 // The System library build tool, run as the build runs it: libraries made from sources read back as written,
 // and wrong sources refused with the file, the element and the member named, the old library kept.
 
+#include "platform/acoustic/Directivity.h"
 #include "platform/acoustic/LibSpectrum.h"
 #include "platform/base/LibKinds.h"
 #include "platform/base/MyTable.h"
@@ -11,12 +12,14 @@
 #include "support/TempDir.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <numbers>
 #include <set>
 #include <tuple>
 
@@ -32,6 +35,7 @@ using ::testing::HasSubstr;
 using TNames = std::vector<std::string>;
 
 constexpr int kPollutants = 9;
+constexpr int kDirectivities = 119;
 const fs::path kSources = KORVEL_SYSTEM_SOURCES_DIR;
 
 RunResult RunTool(const std::vector<fs::path>& args) {
@@ -171,7 +175,7 @@ TEST_F(MkSystem, BuildsElementsInOrderThatOpenReadOnlyFromALockedFolder) {
 
 TEST_F(MkSystem, WrongElementsFailNamingFileElementAndMemberAndKeepTheOldLibrary) {
     constexpr int kPol = kPollutants, kAbs = acoustic::kAbsorptionLibType, kEmis = acoustic::kEmissionLibType,
-                  kTrans = acoustic::kTransmissionLibType;
+                  kTrans = acoustic::kTransmissionLibType, kDir = kDirectivities;
     // Each kind's library file and a good element; an absorption source starts with it, so that the wrong
     // element is the second.
     const std::map<int, std::pair<const char*, json>> kinds = {
@@ -179,7 +183,8 @@ TEST_F(MkSystem, WrongElementsFailNamingFileElementAndMemberAndKeepTheOldLibrary
         {kAbs, {"AbsorX.abs", R"({"name": "Good", "bandType": 1, "bmin": 21, "bmax": 24,
                                          "values": {"21": 0.1, "24": 0.2}})"_json}},
         {kTrans, {"TransX.abs", R"({"name": "Good", "bandType": 2, "Rw": 50})"_json}},
-        {kEmis, {"EmisX.abs", R"({"name": "Good", "bandType": 2, "sum": 50})"_json}}};
+        {kEmis, {"EmisX.abs", R"({"name": "Good", "bandType": 2, "sum": 50})"_json}},
+        {kDir, {"RiwiX.abs", R"({"name": "Good"})"_json}}};
     const std::string longShort = json::array({{{"Short", std::string(41, 'x')}}}).dump();
     const std::string longGroup =
         json{{"name", "Bad"}, {"values", {{"30", 0.5}}}, {"groups", {std::string(41, 'g')}}}.dump();
@@ -228,6 +233,13 @@ TEST_F(MkSystem, WrongElementsFailNamingFileElementAndMemberAndKeepTheOldLibrary
          {"element 1 (\"Narrow\")", "cannot be rated", "EN ISO 717-1"}},
         {kTrans, R"([{"name": "Window", "bandType": 2}])", {"\"Rw\"", "missing"}},
         {kEmis, R"([{"name": "Machine", "bandType": 2}])", {"element 1 (\"Machine\")", "\"sum\"", "missing"}},
+        // Directivities: the reader's own checks, a computed value given, samples that would fill nothing.
+        {kDir, R"([{"name": "Fan", "dirType": 3}])", {"element 1 (\"Fan\")", "member \"dirType\""}},
+        {kDir, R"([{"name": "Fan", "bands": {"30": {"grid": []}}}])", {"\"bands.30\"", "not a band"}},
+        {kDir, R"([{"name": "Fan", "bands": {"27": {"dLtot": -3}}}])", {"\"bands.27.dLtot\"", "computed"}},
+        {kDir, R"([{"name": "Fan", "samples": [{"theta": 0}]}])", {"\"samples\"", "\"interpolation\""}},
+        {kDir, R"([{"dirType": 1}])", {"element 1", "member \"name\""}},
+        {kDir, json::array({{{"name", std::string(41, 'n')}}}).dump(), {"\"name\"", "41 characters"}},
     };
     const fs::path goodFile = dir.Path() / "good.json";
     const fs::path bad = dir.Path() / "bad.json";
@@ -373,6 +385,74 @@ TEST_F(MkSystem, ShippedSoundSourcesMakeLibrariesThatReadBackAsWritten) {
     TLib lib(out, acoustic::kAttenuationLibType);
     // An octave spectrum has no third-octave bands.
     EXPECT_DOUBLE_EQ(lib.Named("Air absorption 10 °C, 70 % r.h. (dB/km)")->GetValue(31), kEmptyBandLevel);
+}
+
+// The shipped directivities hold, at every grid point, the textbook pattern they name: 20 lg of the pressure
+// relative to the axis, never below the -40 dB floor that stands for the nulls.
+TEST_F(MkSystem, ShippedDirectivitiesFollowTheirFormulas) {
+    RunResult r = RunTool({out, kSources / "directivity.json"});
+    ASSERT_EQ(r.ExitCode, 0) << r.Out;
+    const auto dB = [](double pressure) {
+        return std::max(-40.0, 20 * std::log10(std::abs(pressure)));
+    };
+    const auto rad = [](double degrees) {
+        return degrees * std::numbers::pi / 180;
+    };
+    // Each element's formula by its name; the angle is theta, or phi for the horizontal element.
+    const auto formula = [&](const std::string& name, double angle, double f) {
+        const double cosine = std::cos(rad(angle));
+        // Piston, a = 0.1 m, c = 343 m/s: 2 J1(x) / x with x = ka sin theta in front, nothing behind.
+        const double x = 2 * std::numbers::pi * f / 343.0 * 0.1 * std::sin(rad(angle));
+        if (name == "Monopole (omnidirectional)")
+            return 0.0;
+        if (name == "Dipole, vertical axis")
+            return dB(cosine);
+        if (name == "Cardioid, vertical axis" || name == "Cardioid, horizontal plane")
+            return dB((1 + cosine) / 2);
+        if (name == "Circular piston in baffle, a = 0.1 m")
+            return angle > 90 ? -40.0 : x == 0 ? 0.0 : dB(2 * std::cyl_bessel_j(1.0, x) / x);
+        ADD_FAILURE() << "no formula for " << name;
+        return 0.0;
+    };
+
+    const json elements = json::parse(ReadAll(kSources / "directivity.json")).at("elements");
+    TLib lib(out, kDirectivities);
+    ASSERT_EQ(lib.Table().RecordCount(), 5);
+    std::map<std::string, acoustic::TDirectivity> read;
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+        const std::string name = elements[i].at("name").get<std::string>();
+        SCOPED_TRACE(name);
+        acoustic::TDirectivity& d = read[name];
+        d.ReadFromLibrary(lib.Table(), static_cast<int>(i + 1));
+        EXPECT_EQ(lib.Field("ElementName").AsString(), name);
+        EXPECT_EQ(lib.Field("Kommentar").AsString(), elements[i].at("comment").get<std::string>());
+        const bool horizontal = d.DirType() == acoustic::TDirType::Horizontal;
+        for (int b = 0; b < d.BandCount(); ++b)
+            for (int row = 0; row < d.ThetaCount(); ++row)
+                for (int col = 0; col < d.PhiCount(); ++col) {
+                    const double expected = formula(name, horizontal ? d.PhiOf(col) : d.ThetaOf(row),
+                                                    ThirdOctaves[d.GetItem(b).Band]);
+                    // Rounded to 0.01 dB in the source, stored as 32-bit floats.
+                    ASSERT_NEAR(d.Value(b, row, col), expected, 0.0051)
+                        << "band " << d.GetItem(b).Band << ", row " << row << ", column " << col;
+                }
+    }
+    // A few points by hand: 20 lg 0.5 = -6.02 dB (dipole at 60 degrees, cardioid at 90 degrees);
+    // piston at 2 kHz on the baffle: ka = 3.6637, 2 J1(ka) / ka = 0.03762 -> -28.49 dB.
+    EXPECT_NEAR(read["Dipole, vertical axis"].Value(0, 6, 0), -6.02, 0.006);
+    EXPECT_NEAR(read["Dipole, vertical axis"].Value(0, 9, 17), -40.0, 1e-6);
+    EXPECT_NEAR(read["Cardioid, vertical axis"].Value(0, 9, 0), -6.02, 0.006);
+    EXPECT_NEAR(read["Cardioid, horizontal plane"].Value(0, 0, 18), -40.0, 1e-6);
+    const acoustic::TDirectivity& p = read["Circular piston in baffle, a = 0.1 m"];
+    ASSERT_EQ(std::pair(p.GetItem(0).Band, p.GetItem(p.BandCount() - 1).Band), std::pair(18, 39));
+    EXPECT_EQ(p.BandCount(), 8);
+    EXPECT_NEAR(p.Value(5, 9, 0), -28.49, 0.006);
+    // The monopole radiates equally everywhere; the piston, with nothing behind its baffle, about half. The
+    // mean of cos^2 over the sphere is 1/3, of ((1 + cos)/2)^2 over the circle 3/8.
+    EXPECT_NEAR(read["Monopole (omnidirectional)"].GetItem(0).dLtot, 0.0, 1e-6);
+    EXPECT_NEAR(read["Dipole, vertical axis"].GetItem(0).dLtot, 10 * std::log10(1.0 / 3), 0.05);
+    EXPECT_NEAR(read["Cardioid, horizontal plane"].GetItem(0).dLtot, 10 * std::log10(3.0 / 8), 0.05);
+    EXPECT_NEAR(p.GetItem(0).dLtot, -3.0, 0.5);
 }
 
 } // namespace

@@ -26,6 +26,11 @@ std::optional<int> ParseGuiOptions(int argc, char** argv, TGuiOptions& options) 
             }
             return "unknown library type " + text + " (korvellib kinds lists them)";
         });
+    app.add_option("--element", options.Element, "With --open: show the element of this number")
+        ->type_name("NUMBER")
+        ->check(CLI::PositiveNumber);
+    app.add_option("--page", options.Page, "With --open: show the editor's page of this caption")
+        ->type_name("CAPTION");
     app.add_option("--screenshot", options.Screenshot,
                    "Write a PNG of the main window once it is laid out, then quit")
         ->type_name("FILE");

@@ -12,6 +12,10 @@ struct TGuiOptions {
     std::string ProjectFolder;
     std::vector<int> OpenTypes;
     std::string Screenshot;
+    // What the opened editors show first: the element of that number (0: as they open) and the page of
+    // that caption.
+    int Element = 0;
+    std::string Page;
     // Width and height of the main window for this run (0: as stored or the default).
     int WindowWidth = 0;
     int WindowHeight = 0;

@@ -1,5 +1,6 @@
 // korvellib-gui: the desktop program of the Korvel library manager.
 
+#include "editor/CustomLibForm.h"
 #include "gui/app/GuiOptions.h"
 #include "gui/host/MainWindow.h"
 #include "gui/host/QtLibHost.h"
@@ -28,6 +29,27 @@ void Settle(int milliseconds) {
         QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
         QThread::msleep(5);
     }
+}
+
+// The element and page an editor opened from the command line starts on.
+void ShowStart(korvel::TForm& form, const korvel::gui::TGuiOptions& options) {
+    using namespace korvel;
+    auto* editor = dynamic_cast<TCustomLibForm*>(&form);
+    if (!editor)
+        return;
+    if (options.Element > 0 && !editor->GotoElementNo(editor->GetCurIndex(), options.Element))
+        std::cerr << "korvellib-gui: \"" << editor->Caption() << "\" has no element " << options.Element
+                  << '\n';
+    if (options.Page.empty())
+        return;
+    for (TControl* control : editor->AllControls())
+        if (auto* pages = dynamic_cast<TPageControl*>(control))
+            for (int i = 0; i < pages->PageCount(); ++i)
+                if (pages->Page(i).Caption() == options.Page) {
+                    pages->SetActivePageIndex(i);
+                    return;
+                }
+    std::cerr << "korvellib-gui: \"" << editor->Caption() << "\" has no page \"" << options.Page << "\"\n";
 }
 
 } // namespace
@@ -74,6 +96,8 @@ int main(int argc, char** argv) {
     window.show();
     for (int type : options.OpenTypes)
         window.OpenLibrary(type);
+    for (TForm* form : host.Windows())
+        ShowStart(*form, options);
 
     if (!options.Screenshot.empty()) {
         QTimer::singleShot(0, &window, [&] {

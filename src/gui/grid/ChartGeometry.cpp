@@ -120,6 +120,79 @@ std::vector<TPolyline> BarRuns(const std::vector<TChartPoint>& points, bool logX
     return runs;
 }
 
+std::vector<double> CellEdges(const std::vector<double>& centres, bool log) {
+    std::vector<double> edges;
+    if (centres.empty())
+        return edges;
+    // In the log scale the arithmetic rules hold for log10 of the values.
+    auto to = [log](double v) {
+        return log ? std::log10(v) : v;
+    };
+    auto from = [log](double v) {
+        return log ? std::pow(10.0, v) : v;
+    };
+    const std::size_t n = centres.size();
+    if (n == 1) {
+        const double half = log ? 0.5 * std::log10(2.0) : 0.5;
+        return {from(to(centres[0]) - half), from(to(centres[0]) + half)};
+    }
+    edges.push_back(from(to(centres[0]) - 0.5 * (to(centres[1]) - to(centres[0]))));
+    for (std::size_t i = 0; i + 1 < n; ++i)
+        edges.push_back(from(0.5 * (to(centres[i]) + to(centres[i + 1]))));
+    edges.push_back(from(to(centres[n - 1]) + 0.5 * (to(centres[n - 1]) - to(centres[n - 2]))));
+    return edges;
+}
+
+TCellLattice CellLatticeOf(const std::vector<TChartPoint>& centres, bool logX, bool logY) {
+    TCellLattice lattice;
+    for (const TChartPoint& p : centres)
+        if (Usable(p.X, logX) && Usable(p.Y, logY)) {
+            lattice.Xs.push_back(p.X);
+            lattice.Ys.push_back(p.Y);
+        }
+    for (std::vector<double>* values : {&lattice.Xs, &lattice.Ys}) {
+        std::ranges::sort(*values);
+        values->erase(std::unique(values->begin(), values->end()), values->end());
+    }
+    lattice.XEdges = CellEdges(lattice.Xs, logX);
+    lattice.YEdges = CellEdges(lattice.Ys, logY);
+    return lattice;
+}
+
+std::optional<std::pair<std::size_t, std::size_t>> TCellLattice::CellOf(const TChartPoint& centre) const {
+    auto find = [](const std::vector<double>& values, double v) -> std::optional<std::size_t> {
+        auto it = std::ranges::lower_bound(values, v);
+        if (it == values.end() || *it != v)
+            return std::nullopt;
+        return static_cast<std::size_t>(it - values.begin());
+    };
+    const std::optional<std::size_t> col = find(Xs, centre.X);
+    const std::optional<std::size_t> row = find(Ys, centre.Y);
+    if (!col || !row)
+        return std::nullopt;
+    return std::make_pair(*col, *row);
+}
+
+QColor ColorMapColor(double t) {
+    if (std::isnan(t))
+        return {};
+    // Nine even stops of a perceptually uniform ramp; straight lines between them stay close to it.
+    static const QColor stops[] = {
+        QColor(0x44, 0x01, 0x54), QColor(0x47, 0x2c, 0x7a), QColor(0x3b, 0x51, 0x8b),
+        QColor(0x2c, 0x71, 0x8e), QColor(0x21, 0x90, 0x8d), QColor(0x27, 0xad, 0x81),
+        QColor(0x5c, 0xc8, 0x63), QColor(0xaa, 0xdc, 0x32), QColor(0xfd, 0xe7, 0x25)};
+    constexpr int last = static_cast<int>(std::size(stops)) - 1;
+    const double at = std::clamp(t, 0.0, 1.0) * last;
+    const int i = std::min(static_cast<int>(at), last - 1);
+    const double f = at - i;
+    const QColor& a = stops[i];
+    const QColor& b = stops[i + 1];
+    auto mix = [f](int u, int v) {
+        return static_cast<int>(std::lround(u + f * (v - u)));
+    };
+    return QColor(mix(a.red(), b.red()), mix(a.green(), b.green()), mix(a.blue(), b.blue()));
+}
+
 std::pair<double, double> PaddedRange(std::optional<std::pair<double, double>> data, bool log) {
     if (!data)
         return log ? std::make_pair(1.0, 10.0) : std::make_pair(0.0, 1.0);

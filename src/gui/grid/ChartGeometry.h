@@ -20,6 +20,7 @@
 
 #include "platform/ui/Chart.h"
 
+#include <QColor>
 #include <QList>
 #include <QPointF>
 #include <QString>
@@ -37,6 +38,25 @@ std::vector<TPolyline> LineRuns(const std::vector<TChartPoint>& points, bool log
 std::vector<TPolyline> StepRuns(const std::vector<TChartPoint>& points, bool logX, bool logY);
 // Outlines to fill down to base (the Y axis minimum).
 std::vector<TPolyline> BarRuns(const std::vector<TChartPoint>& points, bool logX, bool logY, double base);
+
+// Colour maps: the cells lie on a lattice of the distinct X and the distinct Y of the cell centres. A cell
+// reaches halfway to its neighbours (in the log scale on a logarithmic axis), the outer cells as far out as
+// inwards; a lone centre gets one unit (one octave on a logarithmic axis). Centres an axis cannot show are
+// left out.
+struct TCellLattice {
+    std::vector<double> Xs;     // distinct, rising
+    std::vector<double> XEdges; // Xs.size() + 1 edges
+    std::vector<double> Ys;
+    std::vector<double> YEdges;
+    // The cell of a centre as (column, row); nullopt for a centre not on the lattice.
+    std::optional<std::pair<std::size_t, std::size_t>> CellOf(const TChartPoint& centre) const;
+};
+TCellLattice CellLatticeOf(const std::vector<TChartPoint>& centres, bool logX, bool logY);
+std::vector<double> CellEdges(const std::vector<double>& centres, bool log);
+
+// A perceptual colour scale, dark violet through blue and green to yellow, for t from 0 to 1 (clamped; NaN
+// gives an invalid colour).
+QColor ColorMapColor(double t);
 
 // An automatic axis range around the data with a little room on both sides (5 % of the span, in decades on
 // a logarithmic axis); a single value gets a range around it, no data 0..1 (1..10 when logarithmic).

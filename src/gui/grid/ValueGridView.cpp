@@ -259,6 +259,11 @@ void TValueGridView::OnChange(const TChange& change) {
         if (!watch_->Applying())
             SyncEditor();
         break;
+    case TChangeKind::Cell:
+        // New data may bring titles of another height.
+        if (change.Index < 0)
+            ApplySizes();
+        break;
     default:
         break;
     }
@@ -273,6 +278,18 @@ void TValueGridView::ApplySizes() {
     for (int col = 0; col < cols; ++col)
         if (horizontalHeader()->sectionSize(col) != grid->ColWidth(col))
             horizontalHeader()->resizeSection(col, grid->ColWidth(col));
+    // A title row of several lines ("phi" over its range) is as tall as its lines.
+    const int fixedRows = std::min(grid->FixedRows(), model_->rowCount());
+    for (int row = 0; row < fixedRows; ++row) {
+        int lines = 1;
+        for (int col = 0; col < cols; ++col) {
+            const std::string text = grid->Cells(col, row);
+            lines = std::max(lines, 1 + static_cast<int>(std::count(text.begin(), text.end(), '\n')));
+        }
+        const int height = grid->DefaultRowHeight() + (lines - 1) * fontMetrics().height();
+        if (verticalHeader()->sectionSize(row) != height)
+            verticalHeader()->resizeSection(row, height);
+    }
 }
 
 void TValueGridView::ApplyEditTriggers() {
@@ -419,6 +436,12 @@ int TValueGridView::PasteText(const QString& text) {
     bool stopped = false;
     GuardedGridCall([&] {
         watch_->Apply([&] {
+            // The form hears of the whole paste once, also when a cell refuses its text.
+            struct TTakeOver {
+                TValueGrid& Grid;
+                explicit TTakeOver(TValueGrid& g) : Grid(g) { Grid.BeginTakeOver(); }
+                ~TTakeOver() { Grid.EndTakeOver(); }
+            } takeOver(*grid);
             for (int i = 0; i < lines.size() && !stopped; ++i) {
                 const int row = startRow + i;
                 if (row >= grid->RowCount())

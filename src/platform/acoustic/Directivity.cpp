@@ -114,6 +114,8 @@ double TDirectivity::PhiOf(int col) const {
 }
 
 void TDirectivity::Reshape(int oldStepH, int oldStepV, bool oldHorizontal) {
+    // A grid of other bands or steps is no longer what the last interpolation gave.
+    interpolated_ = false;
     const std::vector<int> bands = BandList();
     const int rows = ThetaCount(), cols = PhiCount();
     const int oldRows = oldHorizontal ? 1 : 180 / oldStepV + 1;

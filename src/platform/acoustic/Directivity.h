@@ -25,6 +25,9 @@ enum class TDirType : std::uint8_t { Horizontal = 0, RotationallySymmetric = 1, 
 inline constexpr std::array<std::string_view, 3> DirTypeStr = {"Horizontal", "Rotationally symmetric",
                                                                "Full 3D"};
 
+// How Interpolate fills the grid of a horizontal or rotationally symmetric directivity from its samples.
+enum class TSplineType : std::uint8_t { Cubic = 1, Exponential = 2, Fourier = 3 };
+
 // One measured or entered direction: theta 0..180 degrees from the upward axis, phi 0..360 degrees around
 // it, and a level difference per band (indexed like the directivity's band items).
 class TSampleItem {
@@ -93,6 +96,20 @@ public:
     // Adds a sample with one value per band item.
     TSampleItem& AddSample(double theta, double phi, double value = 0);
 
+    // Fills every band's grid from the samples. Horizontal and rotationally symmetric: by the spline type,
+    // the parameter being the tension of an exponential spline (1..30) or the order of a Fourier series
+    // (1..30). Full 3D: by a fit of spherical harmonics with as many terms as the parameter says (1..300);
+    // the spline type is then only kept. Fewer than 4 samples (or distinct directions) throw EKorvelError
+    // "Not enough samples", a parameter out of its range names the range, a fit that fails throws "Error
+    // while interpolating"; the grids stay as they were in every case. The mathematics is in
+    // docs/directivity.md.
+    void Interpolate(TSplineType splineType, int parameter);
+    // Whether the grids hold the result of the last interpolation. The editor discards it on every change
+    // of the samples and of the interpolation settings, so that the next request computes again.
+    bool HasInterpolation() const { return interpolated_; }
+    void DiscardInterpolation() { interpolated_ = false; }
+    TSplineType SplineType() const { return splineType_; }
+
     // dLtot of every band: the energetic mean of the grid over the sphere, each cell weighted by its solid
     // angle (a horizontal directivity: over the circle).
     void CalcLtot();
@@ -103,7 +120,13 @@ public:
     // EKorvelError and leaves this object as it was.
     void ReadFromLibrary(db::TTable& table, int number = -999);
 
-    bool operator==(const TDirectivity&) const = default;
+    // Equal data make equal directivities, however their grids came about: the interpolation state is left
+    // out.
+    bool operator==(const TDirectivity& other) const {
+        return dirType_ == other.dirType_ && specType_ == other.specType_ && bmin_ == other.bmin_ &&
+               bmax_ == other.bmax_ && stepH_ == other.stepH_ && stepV_ == other.stepV_ &&
+               items_ == other.items_ && Samples == other.Samples;
+    }
 
 private:
     // Brings the band items and grids to the present bands and angle steps, keeping the values of bands that
@@ -118,6 +141,8 @@ private:
     int stepH_ = 5;
     int stepV_ = 5;
     std::vector<TDirBandItem> items_;
+    TSplineType splineType_ = TSplineType::Cubic;
+    bool interpolated_ = false;
 };
 
 } // namespace korvel::acoustic

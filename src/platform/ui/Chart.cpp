@@ -11,6 +11,10 @@ namespace korvel {
 
 namespace {
 
+bool SameNumber(double a, double b) {
+    return a == b || (std::isnan(a) && std::isnan(b));
+}
+
 // Counts conversions; returns -1 on anything but %f/%e/%g (either case) and "%%".
 int CountFloatConversions(const std::string& format) {
     int count = 0;
@@ -41,6 +45,15 @@ int CountFloatConversions(const std::string& format) {
 }
 
 } // namespace
+
+bool TChartSeries::operator==(const TChartSeries& other) const {
+    return Name == other.Name && Kind == other.Kind && Color == other.Color && Visible == other.Visible &&
+           Points == other.Points && std::ranges::equal(Z, other.Z, SameNumber);
+}
+
+bool IsPolarKind(TSeriesKind kind) {
+    return kind == skPolar || kind == skPolarPoints;
+}
 
 void CheckLabelFormat(const std::string& format) {
     if (CountFloatConversions(format) != 1)
@@ -94,7 +107,45 @@ const TChartSeries& TChart::Series(int index) const {
     return const_cast<TChart*>(this)->At(index);
 }
 
+void TChart::SetColorRange(std::optional<std::pair<double, double>> range) {
+    if (range) {
+        if (!std::isfinite(range->first) || !std::isfinite(range->second))
+            throw EKorvelError("Chart \"" + Name() + "\": the colour range limits must be numbers");
+        if (range->first >= range->second)
+            throw EKorvelError("Chart \"" + Name() +
+                               "\": the colour range must rise from its first to its second limit");
+    }
+    Assign(colorRange_, range, TChangeKind::Style);
+}
+
+std::optional<std::pair<double, double>> TChart::ColorExtent() const {
+    if (colorRange_)
+        return colorRange_;
+    std::optional<std::pair<double, double>> range;
+    for (const TChartSeries& s : series_) {
+        if (!s.Visible || s.Kind != skColorMap)
+            continue;
+        for (double z : s.Z) {
+            if (!std::isfinite(z))
+                continue;
+            if (!range)
+                range = std::make_pair(z, z);
+            range->first = std::min(range->first, z);
+            range->second = std::max(range->second, z);
+        }
+    }
+    return range;
+}
+
+void TChart::CheckCells(const TChartSeries& series, std::size_t points, std::size_t values) const {
+    if (series.Kind == skColorMap && points != values)
+        throw EKorvelError("Chart \"" + Name() + "\", series \"" + series.Name +
+                           "\": a colour map needs one value per cell, " + std::to_string(points) +
+                           " cells but " + std::to_string(values) + " values");
+}
+
 int TChart::AddSeries(TChartSeries series) {
+    CheckCells(series, series.Points.size(), series.Z.size());
     series_.push_back(std::move(series));
     int index = SeriesCount() - 1;
     Changed(TChangeKind::Items, index);
@@ -103,9 +154,20 @@ int TChart::AddSeries(TChartSeries series) {
 
 void TChart::SetSeriesPoints(int index, std::vector<TChartPoint> points) {
     TChartSeries& s = At(index);
+    CheckCells(s, points.size(), s.Z.size());
     if (s.Points == points)
         return;
     s.Points = std::move(points);
+    Changed(TChangeKind::Value, index);
+}
+
+void TChart::SetSeriesCells(int index, std::vector<TChartPoint> points, std::vector<double> z) {
+    TChartSeries& s = At(index);
+    CheckCells(s, points.size(), z.size());
+    if (s.Points == points && std::ranges::equal(s.Z, z, SameNumber))
+        return;
+    s.Points = std::move(points);
+    s.Z = std::move(z);
     Changed(TChangeKind::Value, index);
 }
 
@@ -136,7 +198,10 @@ std::optional<std::pair<double, double>> TChart::DataRange(bool horizontal) cons
     for (const TChartSeries& s : series_) {
         if (!s.Visible)
             continue;
-        for (const TChartPoint& p : s.Points) {
+        for (std::size_t i = 0; i < s.Points.size(); ++i) {
+            const TChartPoint& p = s.Points[i];
+            if (s.Kind == skColorMap && !std::isfinite(s.Z[i]))
+                continue;
             double v = horizontal ? p.X : p.Y;
             if (!std::isfinite(v) || (axis.Kind == akLogarithmic && v <= 0))
                 continue;

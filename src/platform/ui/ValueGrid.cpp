@@ -194,4 +194,9 @@ bool TValueGrid::ToggleCheck(int col, int row) {
     return Store(col, row, Cells(col, row) == "1" ? "0" : "1");
 }
 
+void TValueGrid::EndTakeOver() {
+    if (takingOver_ > 0 && --takingOver_ == 0 && OnTakeOverEnd)
+        Fire(OnTakeOverEnd);
+}
+
 } // namespace korvel

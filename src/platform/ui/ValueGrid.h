@@ -92,10 +92,17 @@ public:
     void InvalidateRow(int row) { Changed(TChangeKind::Cell, row, -1); }
     void Invalidate() { Changed(TChangeKind::Cell); }
 
+    // Several cells are being taken over at once (a paste): forms may put per-cell work off until the
+    // last one, when OnTakeOverEnd follows. Calls nest.
+    bool TakingOver() const { return takingOver_ > 0; }
+    void BeginTakeOver() { ++takingOver_; }
+    void EndTakeOver();
+
     TGetCellTextEvent OnGetText;
     TSetCellTextEvent OnSetText;
     TGetCellStyleEvent OnGetCellStyle;
     TSelectCellEvent OnSelectCell;
+    TNotifyEvent OnTakeOverEnd;
 
 private:
     void CheckLayout(int rows, int cols, int fixedRows, int fixedCols) const;
@@ -114,6 +121,7 @@ private:
     int row_ = 1;
     bool editorMode_ = false;
     std::string editText_;
+    int takingOver_ = 0;
 };
 
 } // namespace korvel

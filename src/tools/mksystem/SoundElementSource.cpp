@@ -9,6 +9,7 @@
 #include "platform/db/Collation.h"
 #include "platform/db/Table.h"
 #include "sound/SpectrumJson.h"
+#include "tools/mksystem/ElementText.h"
 
 #include <charconv>
 #include <memory>
@@ -31,20 +32,6 @@ std::string BandText(int band) {
     std::ostringstream text;
     text << "band " << band << " (" << ThirdOctaves[static_cast<std::size_t>(band)] << " Hz)";
     return text.str();
-}
-
-// Text fields must not be cut: a delivered library keeps every character of its source.
-void SetText(db::TTable& table, const std::string& fieldName, const std::string& member,
-             const std::string& text) {
-    db::TField* field = table.FindField(fieldName);
-    if (!field)
-        return;
-    const db::TFieldDef& def = field->Def();
-    const std::size_t length = db::CodePointCount(text);
-    if (def.DataType == db::TFieldType::String && length > static_cast<std::size_t>(def.Size))
-        Bad(member, "is " + std::to_string(length) + " characters long; the field holds at most " +
-                        std::to_string(def.Size));
-    field->SetAsString(text);
 }
 
 // What the editor computes or what a System library cannot carry; the reader would ignore the first kind
@@ -155,16 +142,12 @@ void TSoundElementWriter::Append(const json& element) {
     try {
         sound::SpectrumFromJson(element, *spectrum, name, comment, groups);
     } catch (const EKorvelError& e) {
-        // The reader's "Member ..." reads as part of the sentence the build puts around it.
-        std::string text = e.what();
-        if (!text.empty() && text[0] >= 'A' && text[0] <= 'Z')
-            text[0] = static_cast<char>(text[0] - 'A' + 'a');
-        throw EKorvelError(text);
+        throw EKorvelError(ContinuedMessage(e.what()));
     }
     CheckValues(element, *spectrum);
 
-    SetText(table, NameFieldName(libType_), kSoundNameMember, name);
-    SetText(table, "Kommentar", "comment", comment);
+    SetElementText(table, NameFieldName(libType_), kSoundNameMember, name);
+    SetElementText(table, "Kommentar", "comment", comment);
     spectrum->SaveToLibrary(lib_, name);
     table.Post();
 }

@@ -8,6 +8,8 @@
 #include "platform/db/Collation.h"
 #include "platform/db/DbErrors.h"
 #include "platform/db/Table.h"
+#include "sound/SoundSchema.h"
+#include "tools/mksystem/DirectivityElementSource.h"
 #include "tools/mksystem/SoundElementSource.h"
 
 #include <filesystem>
@@ -34,9 +36,14 @@ std::string Quoted(const std::string& text) {
     return "\"" + text + "\"";
 }
 
-// Sound elements are the sound editor's element objects, named by a member; the other kinds give fields.
+// Sound and directivity elements are their editors' element objects, named by a member; the other kinds give
+// fields.
+bool IsObjectKind(int type) {
+    return acoustic::IsSoundLibType(type) || type == sound::kDirectivityLibType;
+}
+
 std::string NameMember(int type) {
-    return acoustic::IsSoundLibType(type) ? std::string(kSoundNameMember) : NameFieldName(type);
+    return IsObjectKind(type) ? std::string(kSoundNameMember) : NameFieldName(type);
 }
 
 // "element 3 (\"PM10\")", or without the name when the element has none to show.
@@ -228,7 +235,7 @@ TSystemLibSource ReadSystemLibSource(const std::string& path) {
 
 void BuildSystemLib(const TSystemLibSource& source, const std::string& outFolder) {
     const int type = source.Type;
-    const bool sound = acoustic::IsSoundLibType(type);
+    const bool objects = IsObjectKind(type);
     const std::string nameField = NameFieldName(type);
     const std::string nameMember = NameMember(type);
 
@@ -242,10 +249,10 @@ void BuildSystemLib(const TSystemLibSource& source, const std::string& outFolder
         }
         auto name = element.find(nameMember);
         if (name == element.end()) {
-            Fail(source.Path, label + " has no name: " + (sound ? "member " : "field ") + Quoted(nameMember) +
-                                  " is missing");
+            Fail(source.Path, label + " has no name: " + (objects ? "member " : "field ") +
+                                  Quoted(nameMember) + " is missing");
         }
-        if (sound && (!name->is_string() || name->get_ref<const std::string&>().empty())) {
+        if (objects && (!name->is_string() || name->get_ref<const std::string&>().empty())) {
             Fail(source.Path, label + ": member " + Quoted(nameMember) + " must be a text that is not empty");
         }
         // The name index ignores letter case, so "no2" would be a second "NO2".
@@ -276,12 +283,17 @@ void BuildSystemLib(const TSystemLibSource& source, const std::string& outFolder
         db::TTable& table = *lib.GetTable();
         lib.Database().StartTransaction();
         std::unique_ptr<TSoundElementWriter> soundWriter;
-        if (sound) {
+        std::unique_ptr<TDirectivityElementWriter> directivityWriter;
+        if (acoustic::IsSoundLibType(type)) {
             soundWriter = std::make_unique<TSoundElementWriter>(lib, type);
+        } else if (type == sound::kDirectivityLibType) {
+            directivityWriter = std::make_unique<TDirectivityElementWriter>(lib);
         }
         for (current = 0; current < source.Elements.size(); ++current) {
             if (soundWriter) {
                 soundWriter->Append(source.Elements[current]);
+            } else if (directivityWriter) {
+                directivityWriter->Append(source.Elements[current]);
             } else {
                 FillElement(table, type, nameField, source.Elements[current]);
             }

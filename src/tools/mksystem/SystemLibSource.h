@@ -11,6 +11,7 @@ namespace korvel::tools {
 //
 // "file" repeats the kind's file name so the build knows its outputs before the tool has run. Elements of the
 // sound kinds (120..123) are the sound editor's element objects ({"name": ..., "bandType": ..., "values":
+// ...}), those of the directivity kind (119) directivity objects ({"name": ..., "dirType": ..., "samples":
 // ...}); those of the other kinds give fields of the main table by name.
 struct TSystemLibSource {
     std::string Path; // as given, for messages

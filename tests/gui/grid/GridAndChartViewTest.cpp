@@ -25,8 +25,10 @@
 #include <QLineEdit>
 #include <QLineSeries>
 #include <QLogValueAxis>
+#include <QScatterSeries>
 #include <QSignalSpy>
 #include <QTest>
+#include <QValueAxis>
 #include <cmath>
 #include <gtest/gtest.h>
 #include <map>
@@ -401,7 +403,7 @@ protected:
 
 TEST_F(ChartView, StepsSpanTheirBandsAndGapsSplitTheLine) {
     chart.SetBottomAxis({akLogarithmic, "", true, 0, 1, "%g"});
-    chart.AddSeries({"Lw", skStep, clBlue, true, {{63, 50}, {125, 60}, {250, kNaN}, {500, 70}}});
+    chart.AddSeries({"Lw", skStep, clBlue, true, {{63, 50}, {125, 60}, {250, kNaN}, {500, 70}}, {}});
     QList<QAbstractSeries*> parts = View().Parts(0);
     ASSERT_EQ(parts.size(), 2);
     const double e1 = std::sqrt(63.0 * 125);
@@ -425,7 +427,7 @@ TEST_F(ChartView, StepsSpanTheirBandsAndGapsSplitTheLine) {
 
 TEST_F(ChartView, BarsAreFilledFromTheAxisMinimum) {
     chart.SetLeftAxis({akLinear, "", false, 30, 80, "%g"});
-    chart.AddSeries({"Lw", skBar, clGreen, true, {{1, 50}, {2, kNaN}, {3, 60}}});
+    chart.AddSeries({"Lw", skBar, clGreen, true, {{1, 50}, {2, kNaN}, {3, 60}}, {}});
     ASSERT_EQ(View().Parts(0).size(), 1);
     auto* area = qobject_cast<QAreaSeries*>(View().Parts(0)[0]);
     ASSERT_NE(area, nullptr);
@@ -445,9 +447,9 @@ TEST_F(ChartView, BarsAreFilledFromTheAxisMinimum) {
 }
 
 TEST_F(ChartView, SeriesChangesReachTheChartWithoutANewChart) {
-    chart.AddSeries({"A", skLine, clRed, true, {{1, 1}, {2, 2}}});
-    chart.AddSeries({"B", skLine, clDefault, true, {{1, 3}, {2, 4}}});
-    chart.AddSeries({"C", skArea, clBlue, true, {{1, 5}, {2, 6}}});
+    chart.AddSeries({"A", skLine, clRed, true, {{1, 1}, {2, 2}}, {}});
+    chart.AddSeries({"B", skLine, clDefault, true, {{1, 3}, {2, 4}}, {}});
+    chart.AddSeries({"C", skArea, clBlue, true, {{1, 5}, {2, 6}}, {}});
     QChart* qchart = View().chart();
     EXPECT_EQ(qchart->series().size(), 3);
     const QColor themeSecond = View().SeriesColor(1);
@@ -469,7 +471,7 @@ TEST_F(ChartView, SeriesChangesReachTheChartWithoutANewChart) {
     EXPECT_EQ(qchart->series().size(), 2);
     chart.ClearSeries();
     EXPECT_THROW(chart.Series(0), EKorvelError);
-    chart.AddSeries({"D", skLine, RGBToColor(10, 200, 30), true, {}});
+    chart.AddSeries({"D", skLine, RGBToColor(10, 200, 30), true, {}, {}});
     ASSERT_EQ(qchart->series().size(), 1); // an empty series keeps its legend entry
     EXPECT_EQ(PenOf(qchart->series()[0]), QColor(10, 200, 30));
 
@@ -492,9 +494,9 @@ TEST_F(ChartView, LabelsUseThePersonsLocaleWithTheModelsFormat) {
     QLocale::setDefault(QLocale(QLocale::German, QLocale::Germany));
     chart.SetLeftAxis({akLinear, "", false, 0, 1, "%.1f dB"});
     chart.SetBottomAxis({akLinear, "", false, 0, 20000, "%.0f Hz"});
-    chart.AddSeries({"Lw", skLine, clDefault, true, {{0, 0.5}, {20000, 0.7}}});
+    chart.AddSeries({"Lw", skLine, clDefault, true, {{0, 0.5}, {20000, 0.7}}, {}});
     const QStringList cartesian = DrawnTexts(View());
-    chart.AddSeries({"Polar", skPolar, clDefault, true, {{0, 0.5}, {90, 0.7}}}); // turns the chart polar
+    chart.AddSeries({"Polar", skPolar, clDefault, true, {{0, 0.5}, {90, 0.7}}, {}}); // turns the chart polar
     ASSERT_TRUE(View().IsPolar());
     const QStringList polar = DrawnTexts(View());
     chart.DeleteSeries(1);
@@ -503,6 +505,154 @@ TEST_F(ChartView, LabelsUseThePersonsLocaleWithTheModelsFormat) {
     EXPECT_TRUE(cartesian.contains("0,4 dB")) << cartesian.join(" | ").toStdString();
     EXPECT_TRUE(cartesian.contains("20000 Hz")) << cartesian.join(" | ").toStdString(); // no digit groups
     EXPECT_TRUE(polar.contains("90°")) << polar.join(" | ").toStdString();
+}
+
+// Shown and laid out, so the plot area and the painted cells are where they will be drawn.
+QImage Shown(TChartView& view) {
+    view.resize(500, 350);
+    view.show();
+    EXPECT_TRUE(QTest::qWaitForWindowExposed(&view));
+    QCoreApplication::processEvents();
+    return view.grab().toImage();
+}
+
+// Where a point of the plot area, given as fractions of its width (from the left) and height (from the
+// bottom), lands in a grab of the view.
+QPoint InPlot(TChartView& view, double fx, double fy) {
+    const QRectF area = view.chart()->plotArea();
+    const QPointF at(area.left() + fx * area.width(), area.bottom() - fy * area.height());
+    return view.viewport()->mapTo(&view, view.mapFromScene(view.chart()->mapToScene(at)));
+}
+
+::testing::AssertionResult Near(const QColor& actual, const QColor& expected, int tolerance = 2) {
+    const int d =
+        std::max({std::abs(actual.red() - expected.red()), std::abs(actual.green() - expected.green()),
+                  std::abs(actual.blue() - expected.blue())});
+    if (d <= tolerance)
+        return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure()
+           << actual.name().toStdString() << " is not near " << expected.name().toStdString();
+}
+
+TEST_F(ChartView, ColourMapCellsTakeTheirValuesColourAndFollowEveryChange) {
+    chart.SetPlotBackground(clWhite);
+    chart.SetColorTitle("Level [dB]");
+    // Two rows of three cells; the middle one of the lower row has no value.
+    chart.AddSeries({"Map",
+                     skColorMap,
+                     clDefault,
+                     true,
+                     {{0, 0}, {1, 0}, {2, 0}, {0, 1}, {1, 1}, {2, 1}},
+                     {0, kNaN, 10, 5, 5, 5}});
+    EXPECT_TRUE(View().Parts(0).isEmpty());
+    // The cells fill the plot edge to edge.
+    const auto* x = static_cast<QValueAxis*>(View().HorizontalAxis());
+    const auto* y = static_cast<QValueAxis*>(View().VerticalAxis());
+    EXPECT_EQ(std::tuple(x->min(), x->max(), y->min(), y->max()), std::tuple(-0.5, 2.5, -0.5, 1.5));
+
+    // Off the centres: grid lines run through them.
+    auto cell = [&](const QImage& image, int col, int row) {
+        return image.pixelColor(InPlot(View(), (col + 0.3) / 3, (row + 0.3) / 2));
+    };
+    QImage image = Shown(View());
+    ASSERT_TRUE(View().ShowsColorMap());
+    EXPECT_TRUE(Near(cell(image, 0, 0), ColorMapColor(0)));
+    EXPECT_TRUE(Near(cell(image, 2, 0), ColorMapColor(1)));
+    EXPECT_TRUE(Near(cell(image, 1, 1), ColorMapColor(0.5)));
+    EXPECT_TRUE(Near(cell(image, 1, 0), Qt::white)) << "a cell without a value shows the plot background";
+    // The colour bar right of the plot runs from the lowest value at the bottom to the highest at the top.
+    const QRectF area = View().chart()->plotArea();
+    auto bar = [&](const QImage& shot, double fy) {
+        const QPointF at(area.right() + 17, area.bottom() - fy * area.height());
+        return shot.pixelColor(View().viewport()->mapTo(&View(), View().mapFromScene(at)));
+    };
+    EXPECT_TRUE(Near(bar(image, 0.02), ColorMapColor(0.02), 6));
+    EXPECT_TRUE(Near(bar(image, 0.98), ColorMapColor(0.98), 6));
+
+    chart.SetSeriesCells(0, chart.Series(0).Points, {10, kNaN, 0, 5, 5, 5});
+    image = Shown(View());
+    EXPECT_TRUE(Near(cell(image, 0, 0), ColorMapColor(1)));
+    EXPECT_TRUE(Near(cell(image, 2, 0), ColorMapColor(0)));
+    chart.SetColorRange(std::make_pair(0.0, 20.0));
+    EXPECT_TRUE(Near(cell(Shown(View()), 0, 0), ColorMapColor(0.5)));
+
+    chart.SetSeriesVisible(0, false);
+    image = Shown(View());
+    EXPECT_FALSE(View().ShowsColorMap());
+    EXPECT_TRUE(Near(image.pixelColor(InPlot(View(), 0.3 / 3, 0.15)), Qt::white));
+}
+
+TEST_F(ChartView, PolarPointsAreMarkersAndTheGridAndBackgroundColoursReachTheChart) {
+    chart.SetLeftAxis({akLinear, "dB", false, -40, 10, "%g"});
+    chart.AddSeries({"Measured", skPolarPoints, clBlue, true, {{0, -3}, {45, kNaN}, {90, -20}}, {}});
+    ASSERT_TRUE(View().IsPolar());
+    ASSERT_EQ(View().Parts(0).size(), 1);
+    auto* scatter = qobject_cast<QScatterSeries*>(View().Parts(0)[0]);
+    ASSERT_NE(scatter, nullptr);
+    EXPECT_EQ(scatter->points(), (QList<QPointF>{{0, -3}, {90, -20}}));
+    EXPECT_EQ(scatter->color(), QColor(Qt::blue));
+    const auto* radius = static_cast<QValueAxis*>(View().VerticalAxis());
+    EXPECT_EQ(std::pair(radius->min(), radius->max()), std::pair(-40.0, 10.0));
+
+    const QColor themeGrid = View().VerticalAxis()->gridLineColor();
+    chart.SetGridColor(RGBToColor(200, 0, 0));
+    chart.SetPlotBackground(RGBToColor(240, 240, 255));
+    for (QAbstractAxis* axis : {View().HorizontalAxis(), View().VerticalAxis()})
+        EXPECT_EQ(axis->gridLineColor(), QColor(200, 0, 0));
+    EXPECT_TRUE(View().chart()->isPlotAreaBackgroundVisible());
+    EXPECT_EQ(View().chart()->plotAreaBackgroundBrush().color(), QColor(240, 240, 255));
+    chart.SetGridColor(clDefault);
+    chart.SetPlotBackground(clDefault);
+    EXPECT_EQ(View().VerticalAxis()->gridLineColor(), themeGrid);
+    EXPECT_FALSE(View().chart()->isPlotAreaBackgroundVisible());
+
+    // Qt cannot draw cells around a pole: a colour map on a polar chart is left out.
+    chart.AddSeries({"Map", skColorMap, clDefault, true, {{0, 0}}, {1}});
+    Shown(View());
+    EXPECT_FALSE(View().ShowsColorMap());
+}
+
+TEST(ChartGeometry, CellsReachHalfwayToTheirNeighboursInTheAxisScale) {
+    const double r10 = std::sqrt(10.0);
+    const std::vector<std::tuple<std::string, std::vector<double>, bool, std::vector<double>>> cases = {
+        {"even", {0, 1, 2}, false, {-0.5, 0.5, 1.5, 2.5}},
+        {"uneven", {0, 1, 3}, false, {-0.5, 0.5, 2, 4}},
+        {"lone", {5}, false, {4.5, 5.5}},
+        {"decades", {100, 1000}, true, {100 / r10, 100 * r10, 1000 * r10}},
+        {"lone on a log axis", {1000}, true, {1000 / std::sqrt(2.0), 1000 * std::sqrt(2.0)}},
+        {"none", {}, false, {}},
+    };
+    for (const auto& [what, centres, log, edges] : cases) {
+        SCOPED_TRACE(what);
+        const std::vector<double> actual = CellEdges(centres, log);
+        ASSERT_EQ(actual.size(), edges.size());
+        for (std::size_t i = 0; i < edges.size(); ++i)
+            EXPECT_NEAR(actual[i], edges[i], 1e-9 * std::abs(edges[i]));
+    }
+
+    // The lattice is the distinct X and Y; a centre a log axis cannot show is off it.
+    const TCellLattice lattice = CellLatticeOf({{2, 0}, {1, 0}, {2, 5}, {-1, 5}, {kNaN, 1}}, true, false);
+    EXPECT_EQ(lattice.Xs, (std::vector<double>{1, 2}));
+    EXPECT_EQ(lattice.Ys, (std::vector<double>{0, 5}));
+    EXPECT_EQ(lattice.CellOf({2, 5}), std::make_pair(std::size_t{1}, std::size_t{1}));
+    EXPECT_EQ(lattice.CellOf({-1, 5}), std::nullopt);
+    EXPECT_EQ(lattice.CellOf({1.5, 0}), std::nullopt);
+}
+
+TEST(ChartGeometry, TheColourScaleRisesInLightnessAndClampsItsEnds) {
+    EXPECT_EQ(ColorMapColor(0), QColor(0x44, 0x01, 0x54));
+    EXPECT_EQ(ColorMapColor(1), QColor(0xfd, 0xe7, 0x25));
+    EXPECT_EQ(ColorMapColor(-3), ColorMapColor(0));
+    EXPECT_EQ(ColorMapColor(7), ColorMapColor(1));
+    EXPECT_FALSE(ColorMapColor(kNaN).isValid());
+    // Perceptual: lighter all the way up, so a printed grey copy still orders the values.
+    auto luma = [](const QColor& c) {
+        return 0.2126 * c.redF() + 0.7152 * c.greenF() + 0.0722 * c.blueF();
+    };
+    for (int i = 1; i <= 40; ++i) {
+        SCOPED_TRACE(i);
+        EXPECT_GT(luma(ColorMapColor(i / 40.0)), luma(ColorMapColor((i - 1) / 40.0)));
+    }
 }
 
 TEST(Chart, AxesRefuseRangesTheyCannotDraw) {
@@ -526,7 +676,7 @@ TEST(Chart, AxesRefuseRangesTheyCannotDraw) {
     EXPECT_EQ(chart.BottomAxis(), freq);
 
     // The same points again, a gap equalling a gap, raise no notice.
-    chart.AddSeries({"Lw", skStep, clBlue, true, {{63, 50}, {125, kNaN}}});
+    chart.AddSeries({"Lw", skStep, clBlue, true, {{63, 50}, {125, kNaN}}, {}});
     int changes = 0;
     auto sub = chart.SubscribeScoped([&](TComponent&, const TChange&) { ++changes; });
     chart.SetSeriesPoints(0, chart.Series(0).Points);
@@ -544,9 +694,11 @@ TEST(Chart, LabelFormatsTakeOneNumberAndNothingDangerous) {
 
 TEST_F(ChartView, ModelDestroyedBeforeItsWidget) {
     auto owned = std::make_unique<TChart>("Chart");
-    owned->AddSeries({"A", skStep, clDefault, true, {{1, 1}, {2, 2}}});
+    owned->AddSeries({"A", skStep, clDefault, true, {{1, 1}, {2, 2}}, {}});
+    owned->AddSeries({"Map", skColorMap, clDefault, true, {{1, 1}, {2, 1}}, {3, 4}});
     TChartView widget(*owned);
     owned.reset();
+    widget.resize(300, 200); // a new plot area, with the cells' model gone
     EXPECT_FALSE(widget.grab().isNull());
     EXPECT_EQ(widget.chart()->series().size(), 1);
 }

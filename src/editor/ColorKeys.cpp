@@ -1,4 +1,4 @@
-#include "sound/SpectrumColors.h"
+#include "editor/ColorKeys.h"
 
 #include "platform/settings/ConfigLocation.h"
 #include "platform/settings/IniStore.h"
@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <cstdlib>
 
-namespace korvel::sound {
+namespace korvel {
 
 namespace {
 
@@ -21,9 +21,8 @@ std::string Hex(TColor c) {
 
 } // namespace
 
-TColor ReadSpectrumColor(int index) {
-    const auto& key = SpectrumColorKeys[static_cast<std::size_t>(index)];
-    const std::string text = TIniStore(KorvelLibIniFileName()).ReadString(kSection, key.Key, "");
+TColor ReadColorKey(const TColorKey& key) {
+    const std::string text = TIniStore(KorvelLibIniFileName()).ReadString(kSection, std::string(key.Key), "");
     char* end = nullptr;
     const unsigned long v = std::strtoul(text.c_str(), &end, 16);
     if (text.size() != 6 || end != text.c_str() + text.size())
@@ -31,9 +30,9 @@ TColor ReadSpectrumColor(int index) {
     return static_cast<TColor>(v);
 }
 
-TFormSpectrumColors::TFormSpectrumColors(IUi& ui) : TForm(ui, "FormSpectrumColors") {
+TFormColorKeys::TFormColorKeys(IUi& ui, std::span<const TColorKey> keys) : TForm(ui, "FormColorKeys") {
     SetCaption("Colors");
-    SetBounds(0, 0, 320, 200);
+    SetBounds(0, 0, 360, 120 + 20 * static_cast<int>(keys.size()));
     auto& buttons = Add<TPanel>("PanelButtons");
     buttons.SetAlign(alBottom);
     buttons.SetHeight(36);
@@ -53,36 +52,35 @@ TFormSpectrumColors::TFormSpectrumColors(IUi& ui) : TForm(ui, "FormSpectrumColor
     BtnChange->SetCaption("Change...");
     BtnChange->SetAlign(alLeft);
     BtnChange->SetWidth(90);
-    BtnChange->OnClick = Bind(&TFormSpectrumColors::ChangeClick);
+    BtnChange->OnClick = Bind(&TFormColorKeys::ChangeClick);
     LBColors = &Add<TListBox>("LBColors");
     LBColors->SetAlign(alClient);
     std::vector<std::string> items;
-    for (int i = 0; i < 2; ++i) {
-        colors_[static_cast<std::size_t>(i)] = ReadSpectrumColor(i);
-        items.emplace_back(SpectrumColorKeys[static_cast<std::size_t>(i)].Caption);
+    for (const TColorKey& key : keys) {
+        colors_.push_back(ReadColorKey(key));
+        items.emplace_back(key.Caption);
     }
     LBColors->SetItems(items);
     LBColors->SetItemIndex(0);
 }
 
-void TFormSpectrumColors::ChangeClick(TComponent& /*sender*/) {
+void TFormColorKeys::ChangeClick(TComponent& /*sender*/) {
     const int i = LBColors->ItemIndex();
-    if (i < 0 || i > 1)
+    if (i < 0 || i >= static_cast<int>(colors_.size()))
         return;
     TColor c = colors_[static_cast<std::size_t>(i)];
     if (Ui().ChooseColor(c))
         colors_[static_cast<std::size_t>(i)] = c;
 }
 
-bool EditSpectrumColors(IUi& ui) {
-    TFormSpectrumColors form(ui);
+bool EditColorKeys(IUi& ui, std::span<const TColorKey> keys) {
+    TFormColorKeys form(ui, keys);
     if (ui.ShowModal(form) != mrOk)
         return false;
     TIniStore store(KorvelLibIniFileName());
-    for (int i = 0; i < 2; ++i)
-        store.WriteString(kSection, SpectrumColorKeys[static_cast<std::size_t>(i)].Key,
-                          Hex(form.Colors()[static_cast<std::size_t>(i)]));
+    for (std::size_t i = 0; i < keys.size(); ++i)
+        store.WriteString(kSection, std::string(keys[i].Key), Hex(form.Colors()[i]));
     return true;
 }
 
-} // namespace korvel::sound
+} // namespace korvel
