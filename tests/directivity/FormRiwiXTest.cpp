@@ -6,6 +6,7 @@
 #include "directivity/DirectivityJson.h"
 #include "directivity/SampleWizard.h"
 #include "platform/Errors.h"
+#include "platform/ui/ChartJson.h"
 #include "service/LibService.h"
 #include "support/LibFolders.h"
 
@@ -113,8 +114,15 @@ TEST_F(FormRiwiXTest, WizardGridsAndSettingsEditTheDirectivity) {
     EXPECT_EQ(d.Value(0, 0, d.PhiCount() - 1), 2);
     EXPECT_EQ(d.Value(0, 1, 2), 1);
     EXPECT_EQ(d.Value(0, 1, 3), 0);
-    EXPECT_TRUE(editor.ChartMap().Visible());
-    EXPECT_TRUE(editor.ChartVertical().Visible());
+    // The command line sees the charts shown: all bands' series, the colour map for full 3D only.
+    const nlohmann::json charts = ChartsToJson(editor);
+    ASSERT_EQ(charts.size(), 3u);
+    EXPECT_EQ(charts[0]["name"], "ChartMap");
+    EXPECT_EQ(charts[0]["series"][0]["style"], "colormap");
+    EXPECT_EQ(charts[0]["series"][0]["points"].size(), 37u * 72u);
+    editor.RGDirType().SetItemIndex(1);
+    EXPECT_EQ(ChartsToJson(editor).size(), 1u);
+    editor.RGDirType().SetItemIndex(2);
 
     // The band resolution keeps the range; the step reshapes the grid.
     editor.RGFreqRes().SetItemIndex(0);

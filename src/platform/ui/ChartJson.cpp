@@ -94,8 +94,9 @@ ordered_json ChartsToJson(TControl& root) {
     ordered_json result = ordered_json::array();
     if (const auto* chart = dynamic_cast<const TChart*>(&root))
         result.push_back(ChartToJson(*chart));
+    // A chart the editor hides for this element (the colour map of a 2D directivity) is not one it shows.
     for (TControl* control : root.AllControls())
-        if (const auto* chart = dynamic_cast<const TChart*>(control))
+        if (const auto* chart = dynamic_cast<const TChart*>(control); chart && chart->Visible())
             result.push_back(ChartToJson(*chart));
     return result;
 }

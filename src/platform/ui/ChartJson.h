@@ -17,7 +17,8 @@ namespace korvel {
 std::string_view SeriesStyleName(TSeriesKind kind);
 
 nlohmann::ordered_json ChartToJson(const TChart& chart);
-// Every chart in the tree below root (root included), depth first in the order the controls were made.
+// Every chart in the tree below root (root included), depth first in the order the controls were made; a
+// chart hidden itself is left out (one on a page not in front is not).
 nlohmann::ordered_json ChartsToJson(TControl& root);
 
 } // namespace korvel

@@ -516,12 +516,12 @@ QImage Shown(TChartView& view) {
     return view.grab().toImage();
 }
 
-// Where a point of the plot area, given as fractions of its width (from the left) and height (from the
-// bottom), lands in a grab of the view.
-QPoint InPlot(TChartView& view, double fx, double fy) {
+// The colour in a grab at a point of the chart given as fractions of the plot area (from its bottom left);
+// fx beyond 1 reaches right of the plot.
+QColor At(TChartView& view, const QImage& image, double fx, double fy) {
     const QRectF area = view.chart()->plotArea();
     const QPointF at(area.left() + fx * area.width(), area.bottom() - fy * area.height());
-    return view.viewport()->mapTo(&view, view.mapFromScene(view.chart()->mapToScene(at)));
+    return image.pixelColor(view.viewport()->mapTo(&view, view.mapFromScene(view.chart()->mapToScene(at))));
 }
 
 ::testing::AssertionResult Near(const QColor& actual, const QColor& expected, int tolerance = 2) {
@@ -536,7 +536,6 @@ QPoint InPlot(TChartView& view, double fx, double fy) {
 
 TEST_F(ChartView, ColourMapCellsTakeTheirValuesColourAndFollowEveryChange) {
     chart.SetPlotBackground(clWhite);
-    chart.SetColorTitle("Level [dB]");
     // Two rows of three cells; the middle one of the lower row has no value.
     chart.AddSeries({"Map",
                      skColorMap,
@@ -549,10 +548,9 @@ TEST_F(ChartView, ColourMapCellsTakeTheirValuesColourAndFollowEveryChange) {
     const auto* x = static_cast<QValueAxis*>(View().HorizontalAxis());
     const auto* y = static_cast<QValueAxis*>(View().VerticalAxis());
     EXPECT_EQ(std::tuple(x->min(), x->max(), y->min(), y->max()), std::tuple(-0.5, 2.5, -0.5, 1.5));
-
-    // Off the centres: grid lines run through them.
+    // Sampled off the centres: grid lines run through them.
     auto cell = [&](const QImage& image, int col, int row) {
-        return image.pixelColor(InPlot(View(), (col + 0.3) / 3, (row + 0.3) / 2));
+        return At(View(), image, (col + 0.3) / 3, (row + 0.3) / 2);
     };
     QImage image = Shown(View());
     ASSERT_TRUE(View().ShowsColorMap());
@@ -560,14 +558,10 @@ TEST_F(ChartView, ColourMapCellsTakeTheirValuesColourAndFollowEveryChange) {
     EXPECT_TRUE(Near(cell(image, 2, 0), ColorMapColor(1)));
     EXPECT_TRUE(Near(cell(image, 1, 1), ColorMapColor(0.5)));
     EXPECT_TRUE(Near(cell(image, 1, 0), Qt::white)) << "a cell without a value shows the plot background";
-    // The colour bar right of the plot runs from the lowest value at the bottom to the highest at the top.
-    const QRectF area = View().chart()->plotArea();
-    auto bar = [&](const QImage& shot, double fy) {
-        const QPointF at(area.right() + 17, area.bottom() - fy * area.height());
-        return shot.pixelColor(View().viewport()->mapTo(&View(), View().mapFromScene(at)));
-    };
-    EXPECT_TRUE(Near(bar(image, 0.02), ColorMapColor(0.02), 6));
-    EXPECT_TRUE(Near(bar(image, 0.98), ColorMapColor(0.98), 6));
+    // The colour bar right of the plot: the lowest value at the bottom, the highest at the top.
+    const double bar = 1 + 17 / View().chart()->plotArea().width();
+    EXPECT_TRUE(Near(At(View(), image, bar, 0.02), ColorMapColor(0.02), 6));
+    EXPECT_TRUE(Near(At(View(), image, bar, 0.98), ColorMapColor(0.98), 6));
 
     chart.SetSeriesCells(0, chart.Series(0).Points, {10, kNaN, 0, 5, 5, 5});
     image = Shown(View());
@@ -575,11 +569,10 @@ TEST_F(ChartView, ColourMapCellsTakeTheirValuesColourAndFollowEveryChange) {
     EXPECT_TRUE(Near(cell(image, 2, 0), ColorMapColor(0)));
     chart.SetColorRange(std::make_pair(0.0, 20.0));
     EXPECT_TRUE(Near(cell(Shown(View()), 0, 0), ColorMapColor(0.5)));
-
     chart.SetSeriesVisible(0, false);
     image = Shown(View());
     EXPECT_FALSE(View().ShowsColorMap());
-    EXPECT_TRUE(Near(image.pixelColor(InPlot(View(), 0.3 / 3, 0.15)), Qt::white));
+    EXPECT_TRUE(Near(cell(image, 0, 0), Qt::white));
 }
 
 TEST_F(ChartView, PolarPointsAreMarkersAndTheGridAndBackgroundColoursReachTheChart) {
@@ -591,68 +584,53 @@ TEST_F(ChartView, PolarPointsAreMarkersAndTheGridAndBackgroundColoursReachTheCha
     ASSERT_NE(scatter, nullptr);
     EXPECT_EQ(scatter->points(), (QList<QPointF>{{0, -3}, {90, -20}}));
     EXPECT_EQ(scatter->color(), QColor(Qt::blue));
-    const auto* radius = static_cast<QValueAxis*>(View().VerticalAxis());
-    EXPECT_EQ(std::pair(radius->min(), radius->max()), std::pair(-40.0, 10.0));
 
     const QColor themeGrid = View().VerticalAxis()->gridLineColor();
     chart.SetGridColor(RGBToColor(200, 0, 0));
     chart.SetPlotBackground(RGBToColor(240, 240, 255));
     for (QAbstractAxis* axis : {View().HorizontalAxis(), View().VerticalAxis()})
         EXPECT_EQ(axis->gridLineColor(), QColor(200, 0, 0));
-    EXPECT_TRUE(View().chart()->isPlotAreaBackgroundVisible());
     EXPECT_EQ(View().chart()->plotAreaBackgroundBrush().color(), QColor(240, 240, 255));
     chart.SetGridColor(clDefault);
     chart.SetPlotBackground(clDefault);
     EXPECT_EQ(View().VerticalAxis()->gridLineColor(), themeGrid);
     EXPECT_FALSE(View().chart()->isPlotAreaBackgroundVisible());
-
     // Qt cannot draw cells around a pole: a colour map on a polar chart is left out.
     chart.AddSeries({"Map", skColorMap, clDefault, true, {{0, 0}}, {1}});
     Shown(View());
     EXPECT_FALSE(View().ShowsColorMap());
 }
 
-TEST(ChartGeometry, CellsReachHalfwayToTheirNeighboursInTheAxisScale) {
+TEST(ChartGeometry, CellsReachHalfwayToTheirNeighboursInTheAxisScaleAndTheColoursGetLighter) {
     const double r10 = std::sqrt(10.0);
-    const std::vector<std::tuple<std::string, std::vector<double>, bool, std::vector<double>>> cases = {
-        {"even", {0, 1, 2}, false, {-0.5, 0.5, 1.5, 2.5}},
-        {"uneven", {0, 1, 3}, false, {-0.5, 0.5, 2, 4}},
-        {"lone", {5}, false, {4.5, 5.5}},
-        {"decades", {100, 1000}, true, {100 / r10, 100 * r10, 1000 * r10}},
-        {"lone on a log axis", {1000}, true, {1000 / std::sqrt(2.0), 1000 * std::sqrt(2.0)}},
-        {"none", {}, false, {}},
+    const std::vector<std::tuple<std::vector<double>, bool, std::vector<double>>> cases = {
+        {{0, 1, 3}, false, {-0.5, 0.5, 2, 4}},
+        {{5}, false, {4.5, 5.5}},
+        {{100, 1000}, true, {100 / r10, 100 * r10, 1000 * r10}},
+        {{1000}, true, {1000 / std::sqrt(2.0), 1000 * std::sqrt(2.0)}},
     };
-    for (const auto& [what, centres, log, edges] : cases) {
-        SCOPED_TRACE(what);
+    for (const auto& [centres, log, edges] : cases) {
         const std::vector<double> actual = CellEdges(centres, log);
         ASSERT_EQ(actual.size(), edges.size());
         for (std::size_t i = 0; i < edges.size(); ++i)
-            EXPECT_NEAR(actual[i], edges[i], 1e-9 * std::abs(edges[i]));
+            EXPECT_NEAR(actual[i], edges[i], 1e-9 * std::abs(edges[i])) << centres.front() << " " << i;
     }
-
-    // The lattice is the distinct X and Y; a centre a log axis cannot show is off it.
+    // Centres a log axis cannot show are off the lattice.
     const TCellLattice lattice = CellLatticeOf({{2, 0}, {1, 0}, {2, 5}, {-1, 5}, {kNaN, 1}}, true, false);
-    EXPECT_EQ(lattice.Xs, (std::vector<double>{1, 2}));
-    EXPECT_EQ(lattice.Ys, (std::vector<double>{0, 5}));
+    EXPECT_EQ(std::tuple(lattice.Xs, lattice.Ys),
+              std::tuple(std::vector<double>{1, 2}, std::vector<double>{0, 5}));
     EXPECT_EQ(lattice.CellOf({2, 5}), std::make_pair(std::size_t{1}, std::size_t{1}));
     EXPECT_EQ(lattice.CellOf({-1, 5}), std::nullopt);
-    EXPECT_EQ(lattice.CellOf({1.5, 0}), std::nullopt);
-}
 
-TEST(ChartGeometry, TheColourScaleRisesInLightnessAndClampsItsEnds) {
-    EXPECT_EQ(ColorMapColor(0), QColor(0x44, 0x01, 0x54));
-    EXPECT_EQ(ColorMapColor(1), QColor(0xfd, 0xe7, 0x25));
-    EXPECT_EQ(ColorMapColor(-3), ColorMapColor(0));
-    EXPECT_EQ(ColorMapColor(7), ColorMapColor(1));
-    EXPECT_FALSE(ColorMapColor(kNaN).isValid());
-    // Perceptual: lighter all the way up, so a printed grey copy still orders the values.
+    // Perceptual: lighter all the way up, so a grey print still orders the values; the ends clamp.
     auto luma = [](const QColor& c) {
         return 0.2126 * c.redF() + 0.7152 * c.greenF() + 0.0722 * c.blueF();
     };
-    for (int i = 1; i <= 40; ++i) {
-        SCOPED_TRACE(i);
-        EXPECT_GT(luma(ColorMapColor(i / 40.0)), luma(ColorMapColor((i - 1) / 40.0)));
-    }
+    for (int i = 1; i <= 40; ++i)
+        EXPECT_GT(luma(ColorMapColor(i / 40.0)), luma(ColorMapColor((i - 1) / 40.0))) << i;
+    EXPECT_EQ(std::tuple(ColorMapColor(-3), ColorMapColor(7)),
+              std::tuple(ColorMapColor(0), ColorMapColor(1)));
+    EXPECT_FALSE(ColorMapColor(kNaN).isValid());
 }
 
 TEST(Chart, AxesRefuseRangesTheyCannotDraw) {
