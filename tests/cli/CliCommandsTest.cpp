@@ -411,9 +411,11 @@ TEST_F(CliCommands, ShowChartsGivesTheChartsTheEditorDrawsForTheElement) {
     for (const json& point : levels.at("points"))
         if (!point[1].is_null())
             values.push_back(point);
-    EXPECT_EQ(std::tuple(levels.at("title"), levels.at("style"), values),
-              std::tuple("dB", "step",
-                         json::array({{ThirdOctaves[25], 78.0}, {ThirdOctaves[28], 81.5}, {ThirdOctaves[31], 75.0}})));
+    EXPECT_EQ(
+        std::tuple(levels.at("title"), levels.at("style"), values),
+        std::tuple(
+            "dB", "step",
+            json::array({{ThirdOctaves[25], 78.0}, {ThirdOctaves[28], 81.5}, {ThirdOctaves[31], 75.0}})));
 
     // A kind whose editor has no chart gives an empty list; --charts alone is refused.
     const std::string lib = Folder("project");
