@@ -17,15 +17,6 @@ namespace korvel::directivity {
 
 using namespace acoustic;
 
-namespace {
-
-std::string FieldString(db::TTable& table, const char* name) {
-    db::TField* f = table.FindField(name);
-    return f && !f->IsNull() ? f->AsString() : std::string();
-}
-
-} // namespace
-
 // The navigator's record source: the sample list, its current row being the samples grid's.
 class TFormRiwiX::TSampleNavTarget : public INavigatorTarget {
 public:
@@ -105,23 +96,6 @@ void TFormRiwiX::SetReadOnly(int tabIndex, bool readOnly) {
         c->SetEnabled(!ro);
     navSamples_->UpdateButtons();
     VisiblePanels();
-}
-
-bool TFormRiwiX::CurrentReadOnly() const {
-    const int tab = GetCurIndex();
-    return tab < 0 || TabReadOnly(tab);
-}
-
-bool TFormRiwiX::EnsureEditing() {
-    db::TTable* table = CurrentTable();
-    if (!table || !table->Active() || CurrentReadOnly())
-        return false;
-    if (table->State() == db::TDataSetState::Browse) {
-        if (table->IsEmpty())
-            return false;
-        table->Edit();
-    }
-    return true;
 }
 
 // --- showing
@@ -236,7 +210,7 @@ void TFormRiwiX::RGStepClick(TComponent& /*sender*/) {
         return;
     dir_.SetStep(step, step);
     dir_.DiscardInterpolation();
-    DoInterpolate();
+    InterpolateIfOffered();
     CalcValues0(true, false, true);
 }
 
@@ -276,7 +250,7 @@ void TFormRiwiX::CBBmaxChange(TComponent& /*sender*/) {
 
 void TFormRiwiX::SamplesChanged() {
     dir_.DiscardInterpolation();
-    DoInterpolate();
+    InterpolateIfOffered();
     CalcValues0(true, false, true);
 }
 
@@ -355,7 +329,7 @@ void TFormRiwiX::MainTableBeforePost(db::TTable& table) {
     if (table.Tag == kTagBulkWork)
         return;
     Host().BringToFront(*this);
-    const std::string name = TrimText(FieldString(table, "ElementName"));
+    const std::string name = TrimText(db::FieldString(table, "ElementName"));
     // A directivity without a name is not stored; the empty name field shows why.
     if (name.empty())
         Abort();
@@ -395,7 +369,7 @@ nlohmann::json TFormRiwiX::ElementView() {
     TDirectivity d;
     d.ReadFromLibrary(*table);
     return nlohmann::json(
-        DirectivityToJson(d, FieldString(*table, "ElementName"), FieldString(*table, "Kommentar")));
+        DirectivityToJson(d, db::FieldString(*table, "ElementName"), db::FieldString(*table, "Kommentar")));
 }
 
 void TFormRiwiX::ApplyElementView(const nlohmann::json& view) {
@@ -404,8 +378,8 @@ void TFormRiwiX::ApplyElementView(const nlohmann::json& view) {
         throw EKorvelError("No element is being edited");
     TDirectivity d;
     d.ReadFromLibrary(*table);
-    std::string name = FieldString(*table, "ElementName");
-    std::string comment = FieldString(*table, "Kommentar");
+    std::string name = db::FieldString(*table, "ElementName");
+    std::string comment = db::FieldString(*table, "Kommentar");
     DirectivityFromJson(view, d, name, comment);
     table->FieldByName("ElementName").SetAsString(name);
     if (db::TField* f = table->FindField("Kommentar"))

@@ -131,10 +131,9 @@ private:
     void FillBandBoxes();
     void VisiblePanels();
     void DrawDiagram();
-    void ApplyColors();
-    // Puts the current record in edit state; false when the tab is read-only or has no element.
-    bool EnsureEditing();
-    bool CurrentReadOnly() const;
+    // Interpolates as DoInterpolate does, without the redisplay; true when the grids changed.
+    bool InterpolateIfOffered();
+    void ReadColors();
     // After an edit of the directivity: the interpolation goes, the values are recomputed.
     void SamplesChanged();
     void VGDirTakeOverEnd(TComponent& sender);
@@ -157,6 +156,7 @@ private:
     acoustic::TDirectivity dir_;
     bool showing_ = false;
     int selectedSample_ = 0;
+    std::vector<TColor> colors_; // of the diagram, by colour key
     std::unique_ptr<TSampleNavTarget> sampleNav_;
     std::vector<int> bminBands_, bmaxBands_;
     std::vector<std::unique_ptr<TFieldLink>> links_;

@@ -81,11 +81,16 @@ void TFormRiwiX::VisiblePanels() {
 }
 
 void TFormRiwiX::DoInterpolate() {
+    if (InterpolateIfOffered())
+        CalcValues0(true, false, false);
+}
+
+bool TFormRiwiX::InterpolateIfOffered() {
     VisiblePanels();
     if (!panel2D_->Visible() && !panel3D_->Visible())
-        return;
+        return false;
     if (dir_.HasInterpolation())
-        return;
+        return false;
     TSplineType type = TSplineType::Cubic;
     int parameter = 0;
     if (panel3D_->Visible()) {
@@ -103,9 +108,9 @@ void TFormRiwiX::DoInterpolate() {
         labelInterpolation_->SetCaption("");
     } catch (const EKorvelError& e) {
         labelInterpolation_->SetCaption(e.what());
-        return;
+        return false;
     }
-    CalcValues0(true, false, false);
+    return true;
 }
 
 void TFormRiwiX::InterpolationChange(TComponent& /*sender*/) {
@@ -115,15 +120,24 @@ void TFormRiwiX::InterpolationChange(TComponent& /*sender*/) {
     DoInterpolate();
 }
 
+void TFormRiwiX::ReadColors() {
+    colors_.resize(kDiagramColors.size());
+    for (std::size_t i = 0; i < kDiagramColors.size(); ++i)
+        colors_[i] = ReadColorKey(kDiagramColors[i]);
+}
+
 void TFormRiwiX::Colors1Click(TComponent& /*sender*/) {
-    if (EditColorKeys(Ui(), kDiagramColors))
-        DrawDiagram();
+    if (!EditColorKeys(Ui(), kDiagramColors))
+        return;
+    ReadColors();
+    DrawDiagram();
 }
 
 void TFormRiwiX::DrawDiagram() {
-    std::array<TColor, kDiagramColors.size()> color{};
-    for (std::size_t i = 0; i < kDiagramColors.size(); ++i)
-        color[i] = ReadColorKey(kDiagramColors[i]);
+    // Read once, not on every redraw: an edit of a grid cell redraws.
+    if (colors_.size() != kDiagramColors.size())
+        ReadColors();
+    const std::vector<TColor>& color = colors_;
     const bool full3D = dir_.DirType() == TDirType::Full3D;
     const bool symmetric = dir_.DirType() == TDirType::RotationallySymmetric;
     chartVertical_->SetVisible(full3D);
@@ -173,7 +187,6 @@ void TFormRiwiX::DrawDiagram() {
             const TSampleItem& s = dir_.Samples[i];
             const double v =
                 static_cast<std::size_t>(b) < s.Values.size() ? s.Values[static_cast<std::size_t>(b)] : 0;
-            std::vector<TChartPoint> here;
             if (symmetric)
                 samples.push_back({s.Theta(), v});
             else if (!full3D || Near(s.Theta(), 90))

@@ -8,6 +8,7 @@
 #include "platform/base/Bands.h"
 #include "platform/db/Collation.h"
 #include "platform/db/Table.h"
+#include "platform/dbctrls/FieldText.h"
 #include "platform/legacy/Trim.h"
 #include "platform/log/Log.h"
 #include "platform/ui/Ui.h"
@@ -65,17 +66,11 @@ double EnergeticMean(const TRowValues& v) {
 
 // A cell as a number, '.' or ',' as decimal separator; an empty cell is no value.
 double ParseCell(const TFieldNameItem& item) {
-    std::string t = TrimText(item.Value);
-    if (t.empty())
-        return kNoValue;
-    for (char& c : t)
-        if (c == ',')
-            c = '.';
-    char* end = nullptr;
-    const double v = std::strtod(t.c_str(), &end);
-    if (end != t.c_str() + t.size() || !std::isfinite(v))
-        throw EKorvelError("Field \"" + item.Caption + "\": \"" + item.Value + "\" is not a number.");
-    return v;
+    try {
+        return ParseDecimalText(item.Value).value_or(kNoValue);
+    } catch (const EKorvelError& e) {
+        throw EKorvelError("Field \"" + item.Caption + "\": " + e.what());
+    }
 }
 
 // The text cut to what the field keeps, so that the name looked up is the name stored.
@@ -141,22 +136,7 @@ int TFormRiwiX::ImportAsciiExcel(const std::string& fileName, int& count, int& d
     form.OnImportLine = [this](TExcelImportForm& sender, TImportLineAction& action) {
         ImportExcelLine(sender, action);
     };
-    // Rows that cannot be read are logged by the dialog and the import goes on.
-    form.Log = &Host().Log();
-    const TBulkWork bulkWork(*this, GetCurIndex());
-    // The rows go in as one transaction while they run: a program stopped half-way leaves none of them.
-    TMyTable* myTable = GetMyTable(GetCurIndex());
-    form.Database = myTable && CurrentTable() ? &myTable->Database() : nullptr;
-    std::optional<TControlsOff> quiet;
-    if (CurrentTable())
-        quiet.emplace(*CurrentTable());
-    if (BeforeExcelImport)
-        BeforeExcelImport(form);
-    // A caller that settled the dialog already (the command line runs it unseen) does not show it.
-    const int result = form.ModalResult() != mrNone ? form.ModalResult() : Ui().ShowModal(form);
-    count = form.Imported;
-    duplicates = form.Duplicates;
-    return result;
+    return RunExcelImport(form, count, duplicates);
 }
 
 void TFormRiwiX::ImportExcelLine(TExcelImportForm& sender, TImportLineAction& action) {

@@ -2,7 +2,7 @@
 
 #include "directivity/FormRiwiX.h"
 #include "platform/Errors.h"
-#include "platform/legacy/Trim.h"
+#include "platform/dbctrls/FieldText.h"
 #include "platform/ui/Ui.h"
 
 #include <cmath>
@@ -28,17 +28,11 @@ std::string Degrees(double v) {
     return buf;
 }
 
-// A number typed into a grid, with '.' or ',' as decimal separator.
+// A number typed into a grid; a directivity has no empty cells.
 double ParseNumber(const std::string& text) {
-    std::string t = TrimText(text);
-    for (char& c : t)
-        if (c == ',')
-            c = '.';
-    char* end = nullptr;
-    const double v = std::strtod(t.c_str(), &end);
-    if (t.empty() || end != t.c_str() + t.size() || !std::isfinite(v))
-        throw EKorvelError("\"" + text + "\" is not a number.");
-    return v;
+    if (const std::optional<double> v = ParseDecimalText(text))
+        return *v;
+    throw EKorvelError("\"" + text + "\" is not a number.");
 }
 
 // Which columns of the samples grid hold what, by directivity type.

@@ -32,29 +32,6 @@ std::string FileNameUpper(const std::string& fileName) {
     return AsciiUpper(fs::path(fileName).filename().string());
 }
 
-int IntField(db::TTable& t, const char* name) {
-    db::TField* f = t.FindField(name);
-    return f && !f->IsNull() ? f->AsInteger() : 0;
-}
-
-std::string TextField(db::TTable& t, const char* name) {
-    db::TField* f = t.FindField(name);
-    return f && !f->IsNull() ? f->AsString() : std::string();
-}
-
-// An older table file with its one table (named like the file's stem), read-only, in number order.
-std::unique_ptr<TMyTable> OpenOlderTable(const std::string& fileName) {
-    const fs::path path(fileName);
-    const std::string name = sound::LegacyTableName(fileName);
-    auto lib = std::make_unique<TMyTable>(std::vector<std::string>{name});
-    lib->InitLibX(path.parent_path().string(), path.filename().string(), {name}, true, true);
-    lib->Open();
-    if (!lib->GetTable()->Active())
-        throw EKorvelError("\"" + fileName + "\" holds no table \"" + name + "\".");
-    lib->GetTable()->SetIndexName("p");
-    return lib;
-}
-
 // The rows of one import in one transaction: a program stopped half-way leaves none of them. Whatever
 // ends the import early keeps the rows stored before it (Keep); only a caller that wants all or nothing
 // rolls its own, outer transaction back.
@@ -221,45 +198,7 @@ void TFormRiwiX::ImportV42(const std::string& fileName, int& count, int& duplica
 }
 
 int TFormRiwiX::ImportV64(const std::string& fileName, int& count, int& duplicates) {
-    count = 0;
-    duplicates = 0;
-    const fs::path path(fileName);
-    const std::string folder = path.parent_path().string() + "/";
-    const std::string stem = path.stem().string();
-    const fs::path finalFile = path.parent_path() / (stem + ".abs");
-    const std::string partName = stem + ".abs.part";
-    const fs::path partFile = path.parent_path() / partName;
-    auto removeDatabase = [](const fs::path& p) {
-        std::error_code ec;
-        for (const char* suffix : {"", "-wal", "-shm", "-journal"})
-            fs::remove(p.string() + suffix, ec);
-    };
-    removeDatabase(partFile);
-    try {
-        bool ok = false;
-        {
-            TMyTable part(std::vector<std::string>{stem});
-            part.InitLibX(folder, partName, {stem}, false, true);
-            part.GetTable()->Defs() = sound::LegacyRiwiTableDef();
-            part.CreateDBTable();
-            part.Open();
-            ok =
-                ImportParadox(Ui(), "ElementName", part, folder, path.filename().string(), count, duplicates);
-            part.Close();
-        }
-        if (!ok) {
-            removeDatabase(partFile);
-            return 2;
-        }
-        // An older table already there is replaced only now that its successor is complete.
-        removeDatabase(finalFile);
-        fs::rename(partFile, finalFile);
-        return 1;
-    } catch (const std::exception& e) {
-        removeDatabase(partFile);
-        Ui().MessageDlg(e.what(), mtError, {mbOK});
-        return 2;
-    }
+    return ImportParadoxAsOlderTable(Ui(), fileName, sound::LegacyRiwiTableDef(), count, duplicates);
 }
 
 void TFormRiwiX::ImportV73(int tabIndex, const std::string& fileName, int& count, int& duplicates,
@@ -276,7 +215,7 @@ void TFormRiwiX::ImportV73(int tabIndex, const std::string& fileName, int& count
         dst->Post();
     const bool grids = FileNameUpper(fileName) == "RIWI3D.ABS";
 
-    std::unique_ptr<TMyTable> source = OpenOlderTable(fileName);
+    std::unique_ptr<TMyTable> source = sound::OpenOlderTable(fileName);
     db::TTable& src = *source->GetTable();
     const TBulkWork bulkWork(*this, tabIndex);
     TBulkTag bulk(*dst);
@@ -288,8 +227,8 @@ void TFormRiwiX::ImportV73(int tabIndex, const std::string& fileName, int& count
     try {
         for (src.First(); !src.Eof(); src.Next()) {
             log.SetProgressOf(++done, total);
-            const int srcNo = IntField(src, "Eintrag");
-            const std::string name = TextField(src, "ElementName");
+            const int srcNo = db::FieldInteger(src, "Eintrag");
+            const std::string name = db::FieldString(src, "ElementName");
             if (dst->Locate("ElementName", {db::TValue(name)}, db::loCaseInsensitive)) {
                 ++duplicates;
                 continue;
@@ -311,7 +250,7 @@ void TFormRiwiX::ImportV73(int tabIndex, const std::string& fileName, int& count
                 TPendingRecord pending(*dst);
                 dst->Append();
                 if (db::TField* f = dst->FindField("Kommentar"))
-                    f->SetAsString(TextField(src, "Kommentar"));
+                    f->SetAsString(db::FieldString(src, "Kommentar"));
                 if (db::TField* f = dst->FindField("LastChangeDateTime");
                     f && src.FindField("LastChangeDateTime") &&
                     !src.FieldByName("LastChangeDateTime").IsNull())

@@ -30,18 +30,9 @@ void TFormRiwiX::CheckUpdate(int tabIndex) {
         add.AddField({"Komplett", db::TFieldType::Boolean});
     if (!table->Defs().FindField("Values0"))
         add.AddField({"Values0", db::TFieldType::Float});
-    if (!add.Empty()) {
-        std::optional<std::string> error;
-        {
-            TWaitCursor wait(Ui());
-            table->Close();
-            error = myTable->Database().Restructure(table->TableName(), add);
-            table->Open();
-        }
-        // The library works without them; the spreadsheet import then leaves them out.
-        if (error)
-            Ui().MessageDlg(*error, mtError, {mbOK});
-    }
+    // The library works without them; the spreadsheet import then leaves them out.
+    if (!add.Empty())
+        RestructureMainTable(tabIndex, add);
 
     // Riwi3D.abs is not taken over: no older sound library refers to its numbers in this library.
     const std::string older = myTable->Folder() + sound::kLegacyRiwiFile;

@@ -24,6 +24,10 @@
 
 namespace korvel {
 
+namespace db {
+class TRestructure;
+}
+
 class TExcelImportForm;
 
 // What an editor hands to the printing of its current element; kinds that print derive from it.
@@ -216,6 +220,17 @@ protected:
     void LeaveGridEditModes();
     // The table of the current tab, when it is open.
     db::TTable* CurrentTable() const;
+    // Runs the column-mapping dialog as bulk work on the current tab: rows that cannot be read are logged
+    // and passed over, the rows go in as one transaction while they run, the list catches up once at the
+    // end, and BeforeExcelImport may settle the dialog unseen. Returns the modal result.
+    int RunExcelImport(TExcelImportForm& form, int& count, int& duplicates);
+    // One restructure of the tab's main table, closed and opened again around it; the engine's reason is
+    // shown and false returned when it refuses.
+    bool RestructureMainTable(int tabIndex, const db::TRestructure& change);
+    // No tab, or the current one is read-only.
+    bool CurrentReadOnly() const;
+    // Puts the current record in edit state; false when the tab is read-only or has no element.
+    bool EnsureEditing();
     // Shows the picture of the current record.
     void ShowPicture();
 

@@ -5,12 +5,14 @@
 #include "editor/ElementCopy.h"
 #include "editor/ParadoxImport.h"
 #include "platform/Errors.h"
+#include "platform/base/ExcelImportForm.h"
 #include "platform/base/LibKinds.h"
 #include "platform/base/YScaleForm.h"
 #include "platform/db/Restructure.h"
 #include "platform/db/Table.h"
 #include "platform/image/Picture.h"
 #include "platform/legacy/Trim.h"
+#include "platform/log/Log.h"
 #include "platform/settings/PathText.h"
 #include "platform/ui/Ui.h"
 
@@ -576,6 +578,42 @@ void ChangeNameFieldLength(TCustomLibForm& editor) {
     table->Open();
     table->GotoBookmark(here);
     editor.SetCurIndex(tab);
+}
+
+int TCustomLibForm::RunExcelImport(TExcelImportForm& form, int& count, int& duplicates) {
+    form.Log = &Host().Log();
+    const TBulkWork bulkWork(*this, GetCurIndex());
+    // While the rows run, not while the dialog is open: a program stopped half-way leaves none of the file's
+    // rows, never a part.
+    TMyTable* myTable = GetMyTable(GetCurIndex());
+    form.Database = myTable && CurrentTable() ? &myTable->Database() : nullptr;
+    std::optional<TControlsOff> quiet;
+    if (CurrentTable())
+        quiet.emplace(*CurrentTable());
+    if (BeforeExcelImport)
+        BeforeExcelImport(form);
+    // A caller that settled the dialog already (the command line runs it unseen) does not show it.
+    const int result = form.ModalResult() != mrNone ? form.ModalResult() : Ui().ShowModal(form);
+    count = form.Imported;
+    duplicates = form.Duplicates;
+    return result;
+}
+
+bool TCustomLibForm::RestructureMainTable(int tabIndex, const db::TRestructure& change) {
+    TMyTable* myTable = GetMyTable(tabIndex);
+    db::TTable* table = GetMainTable(tabIndex);
+    if (!myTable || !table)
+        return false;
+    std::optional<std::string> error;
+    {
+        TWaitCursor wait(Ui());
+        table->Close();
+        error = myTable->Database().Restructure(table->TableName(), change);
+        table->Open();
+    }
+    if (error)
+        Ui().MessageDlg(*error, mtError, {mbOK});
+    return !error;
 }
 
 } // namespace korvel

@@ -218,4 +218,21 @@ std::string TCustomLibForm::RowHint(std::int64_t row) {
            when;
 }
 
+bool TCustomLibForm::CurrentReadOnly() const {
+    const int tab = GetCurIndex();
+    return tab < 0 || TabReadOnly(tab);
+}
+
+bool TCustomLibForm::EnsureEditing() {
+    db::TTable* table = CurrentTable();
+    if (!table || !table->Active() || CurrentReadOnly())
+        return false;
+    if (table->State() == db::TDataSetState::Browse) {
+        if (table->IsEmpty())
+            return false;
+        table->Edit();
+    }
+    return true;
+}
+
 } // namespace korvel

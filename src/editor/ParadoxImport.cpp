@@ -118,4 +118,47 @@ bool ImportParadox(IUi& ui, const std::string& nameField, TMyTable& target, cons
     return true;
 }
 
+int ImportParadoxAsOlderTable(IUi& ui, const std::string& fileName, const db::TTableDef& def, int& count,
+                              int& duplicates) {
+    namespace fs = std::filesystem;
+    count = 0;
+    duplicates = 0;
+    const fs::path path(fileName);
+    const std::string folder = path.parent_path().string() + "/";
+    const std::string stem = path.stem().string();
+    const fs::path finalFile = path.parent_path() / (stem + ".abs");
+    const std::string partName = stem + ".abs.part";
+    const fs::path partFile = path.parent_path() / partName;
+    auto removeDatabase = [](const fs::path& p) {
+        std::error_code ec;
+        for (const char* suffix : {"", "-wal", "-shm", "-journal"})
+            fs::remove(p.string() + suffix, ec);
+    };
+    removeDatabase(partFile);
+    try {
+        bool ok = false;
+        {
+            TMyTable part(std::vector<std::string>{stem});
+            part.InitLibX(folder, partName, {stem}, false, true);
+            part.GetTable()->Defs() = def;
+            part.CreateDBTable();
+            part.Open();
+            ok = ImportParadox(ui, "ElementName", part, folder, path.filename().string(), count, duplicates);
+            part.Close();
+        }
+        if (!ok) {
+            removeDatabase(partFile);
+            return 2;
+        }
+        // The person's older table is replaced only now that its successor is complete.
+        removeDatabase(finalFile);
+        fs::rename(partFile, finalFile);
+        return 1;
+    } catch (const std::exception& e) {
+        removeDatabase(partFile);
+        ui.MessageDlg(e.what(), mtError, {mbOK});
+        return 2;
+    }
+}
+
 } // namespace korvel

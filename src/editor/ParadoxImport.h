@@ -9,6 +9,10 @@
 
 namespace korvel {
 
+namespace db {
+class TTableDef;
+}
+
 class TMyTable;
 class TCustomLibForm;
 class IUi;
@@ -21,6 +25,13 @@ class IUi;
 // otherwise. A file that cannot be read throws EKorvelError before anything is written.
 bool ImportParadox(IUi& ui, const std::string& nameField, TMyTable& target, const std::string& folder,
                    const std::string& fileName, int& imported, int& skipped);
+
+// A Paradox table of the older generation (folder/NAME.DB) becomes the older-generation table NAME.abs beside
+// it, laid out as def, through ImportParadox with nameField "ElementName". The new table is written under a
+// temporary name and replaces one already there only once it is complete. Returns 1 when the table was read,
+// 2 otherwise (an error is shown through ui).
+int ImportParadoxAsOlderTable(IUi& ui, const std::string& fileName, const db::TTableDef& def, int& count,
+                              int& duplicates);
 
 // The menu command "Change length of element name field..": asks for the new length of the name field of the
 // current tab's main table and restructures it. A text that is no number or a restructure the engine refuses

@@ -189,11 +189,6 @@ void TFormLibX::SetReadOnly(int tabIndex, bool readOnly) {
     btnRemoveGroup_->SetEnabled(!ro);
 }
 
-bool TFormLibX::CurrentReadOnly() const {
-    const int tab = GetCurIndex();
-    return tab < 0 || TabReadOnly(tab);
-}
-
 std::string TFormLibX::GetFilterName() {
     return GetCaptionString() + "|" + LibName(LibType());
 }
@@ -372,18 +367,6 @@ void TFormLibX::ShowLinks() {
 }
 
 // --- storing
-
-bool TFormLibX::EnsureEditing() {
-    db::TTable* table = CurrentTable();
-    if (!table || !table->Active() || CurrentReadOnly())
-        return false;
-    if (table->State() == db::TDataSetState::Browse) {
-        if (table->IsEmpty())
-            return false;
-        table->Edit();
-    }
-    return true;
-}
 
 void TFormLibX::SetChanged() {
     if (auto* t = Transmission()) {

@@ -232,9 +232,6 @@ private:
     void AvailableGroupClick(TComponent& sender);
     void ShowLinks();
     std::string ListTitle() const;
-    // Puts the current record in edit state; false when the tab is read-only or has no element.
-    bool EnsureEditing();
-    bool CurrentReadOnly() const;
 
     // Value grid and graph (FormLibXGrid.cpp).
     void DefineVG();

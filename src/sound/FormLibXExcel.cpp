@@ -105,25 +105,8 @@ int TFormLibX::ImportAsciiExcel(const std::string& fileName, int& count, int& du
     form.OnImportLine = [this](TExcelImportForm& sender, TImportLineAction& action) {
         ImportExcelLine(sender, action);
     };
-    // Rows that cannot be read are logged by the dialog and the import goes on.
-    form.Log = &Host().Log();
     TRunningImport running(form);
-    const TBulkWork bulkWork(*this, GetCurIndex());
-    // The rows go in as one transaction (while they run, not while the dialog is open): a program stopped
-    // half-way leaves none of the file's rows, never a part.
-    TMyTable* myTable = GetMyTable(GetCurIndex());
-    form.Database = myTable && CurrentTable() ? &myTable->Database() : nullptr;
-    // The list and the element view catch up once, after the last row.
-    std::optional<TControlsOff> quiet;
-    if (CurrentTable())
-        quiet.emplace(*CurrentTable());
-    if (BeforeExcelImport)
-        BeforeExcelImport(form);
-    // A caller that settled the dialog already (the command line runs it unseen) does not show it.
-    const int result = form.ModalResult() != mrNone ? form.ModalResult() : Ui().ShowModal(form);
-    count = form.Imported;
-    duplicates = form.Duplicates;
-    return result;
+    return RunExcelImport(form, count, duplicates);
 }
 
 void TFormLibX::ImportExcelLine(TExcelImportForm& sender, TImportLineAction& action) {

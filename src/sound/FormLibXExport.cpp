@@ -90,11 +90,6 @@ void WriteBitmap(const std::vector<std::uint8_t>& encoded, const fs::path& file)
         throw EKorvelError("\"" + file.string() + "\" cannot be written");
 }
 
-std::string FieldText(db::TTable& t, const char* name) {
-    db::TField* f = t.FindField(name);
-    return f && !f->IsNull() ? f->AsString() : std::string();
-}
-
 // The workbook being written; a failure before the end removes what was begun.
 struct TPendingWorkbook {
     lxw_workbook* Book = nullptr;
@@ -212,7 +207,7 @@ int TFormLibX::ExportToExcel(const std::string& fileName) {
                     WriteBitmap(std::vector<std::uint8_t>(bytes.begin(), bytes.end()), folder / picture);
                 }
             }
-            sheet.Text(row, 0, FieldText(*table, "ElementName"));
+            sheet.Text(row, 0, db::FieldString(*table, "ElementName"));
             auto value = [&](int band) {
                 return e ? e->GetdBXValue(band) : element->GetValue(band);
             };
@@ -225,7 +220,7 @@ int TFormLibX::ExportToExcel(const std::string& fileName) {
                     if (!IsEmptyBandLevel(element->GetValue(b)))
                         sheet.Number(row, b + 1, value(b));
             }
-            const std::string comment = FieldText(*table, "Kommentar");
+            const std::string comment = db::FieldString(*table, "Kommentar");
             if (!comment.empty())
                 sheet.Text(row, kCommentCol, comment);
             if (e) {
@@ -258,7 +253,7 @@ int TFormLibX::ExportToExcel(const std::string& fileName) {
                 sheet.Text(row, bitmapCol, picture);
             ++exported;
         } catch (const std::exception& ex) {
-            Ui().MessageDlg(std::string("Element \"") + FieldText(*table, "ElementName") +
+            Ui().MessageDlg(std::string("Element \"") + db::FieldString(*table, "ElementName") +
                                 "\" cannot be exported: " + ex.what(),
                             mtError, {mbOK});
         }

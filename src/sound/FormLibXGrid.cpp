@@ -2,7 +2,7 @@
 
 #include "platform/Errors.h"
 #include "platform/acoustic/Weighting.h"
-#include "platform/legacy/Trim.h"
+#include "platform/dbctrls/FieldText.h"
 #include "platform/ui/Ui.h"
 #include "sound/FormLibX.h"
 #include "sound/SpectrumColors.h"
@@ -31,17 +31,7 @@ std::string Format(const char* fmt, double v) {
 } // namespace
 
 double ParseGridNumber(const std::string& text) {
-    std::string t = TrimText(text);
-    if (t.empty())
-        return kEmptyBandLevel;
-    for (char& c : t)
-        if (c == ',')
-            c = '.';
-    char* end = nullptr;
-    const double v = std::strtod(t.c_str(), &end);
-    if (end != t.c_str() + t.size() || !std::isfinite(v))
-        throw EKorvelError("\"" + text + "\" is not a number.");
-    return v;
+    return ParseDecimalText(text).value_or(kEmptyBandLevel);
 }
 
 int TFormLibX::LeadingColumns() const {

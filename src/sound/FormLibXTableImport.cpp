@@ -39,29 +39,6 @@ std::size_t CharCount(const std::string& text) {
     return n;
 }
 
-int IntField(db::TTable& t, const std::string& name) {
-    db::TField* f = t.FindField(name);
-    return f && !f->IsNull() ? f->AsInteger() : 0;
-}
-
-std::string TextField(db::TTable& t, const char* name) {
-    db::TField* f = t.FindField(name);
-    return f && !f->IsNull() ? f->AsString() : std::string();
-}
-
-// An older table file with its single table, opened read-only in the order of its numbers.
-std::unique_ptr<TMyTable> OpenOlderTable(const std::string& fileName) {
-    const fs::path path(fileName);
-    const std::string name = LegacyTableName(fileName);
-    auto lib = std::make_unique<TMyTable>(std::vector<std::string>{name});
-    lib->InitLibX(path.parent_path().string(), path.filename().string(), {name}, true, true);
-    lib->Open();
-    if (!lib->GetTable()->Active())
-        throw EKorvelError("\"" + fileName + "\" holds no table \"" + name + "\".");
-    lib->GetTable()->SetIndexName("p");
-    return lib;
-}
-
 // A name not yet used in the directivity table (ignoring case): the name itself, else "name(1)" ..
 // "name(99)", the base cut so that the whole stays within 40 characters.
 std::string FreeDirectivityName(db::TTable& table, const std::string& wanted) {
@@ -158,8 +135,8 @@ int DirBandCount(TSpecType type, int bmin, int bmax) {
 std::optional<TBuiltDirectivity> BuildDirectivity(db::TTable& src, const TCustomLibSpectrum& element,
                                                   const std::string& name, int elementNo,
                                                   TOlderDirectivities& dirs, TLog& log) {
-    const int art = IntField(src, "RiwiArt");
-    const int oneForAll = IntField(src, "OneForAll");
+    const int art = db::FieldInteger(src, "RiwiArt");
+    const int oneForAll = db::FieldInteger(src, "OneForAll");
     if (art != 1 && art != 2)
         return std::nullopt;
     if ((art == 1 && !dirs.HasRiwi()) || (art == 2 && !dirs.HasRiwi3D())) {
@@ -168,10 +145,10 @@ std::optional<TBuiltDirectivity> BuildDirectivity(db::TTable& src, const TCustom
         return std::nullopt;
     }
     auto h = [&](int i) {
-        return IntField(src, "RichtwirkungenH" + std::to_string(i));
+        return db::FieldInteger(src, "RichtwirkungenH" + std::to_string(i));
     };
     auto v = [&](int i) {
-        return IntField(src, "RichtwirkungenV" + std::to_string(i));
+        return db::FieldInteger(src, "RichtwirkungenV" + std::to_string(i));
     };
     const int bands = DirBandCount(element.SpecType(), element.Bmin(), element.Bmax());
     if (art == 1 && oneForAll != 2) {
@@ -266,7 +243,7 @@ void TFormLibX::ImportV73GroupTable(int tabIndex, db::TTable& groupTable) {
     if (!groupTable.Active())
         return;
     for (groupTable.First(); !groupTable.Eof(); groupTable.Next()) {
-        const std::string name = TrimText(TextField(groupTable, "GruppenName"));
+        const std::string name = TrimText(db::FieldString(groupTable, "GruppenName"));
         if (!name.empty())
             SetGroupValue(tabIndex, name); // appends only a name the target lacks
     }
@@ -328,7 +305,7 @@ void TFormLibX::ImportV73(int tabIndex, const std::string& fileName, int& count,
         db::TTable& g = *sourceGroups->GetTable();
         ImportV73GroupTable(tabIndex, g);
         for (g.First(); !g.Eof(); g.Next())
-            sourceGroupNames[IntField(g, "Eintrag")] = TrimText(TextField(g, "GruppenName"));
+            sourceGroupNames[db::FieldInteger(g, "Eintrag")] = TrimText(db::FieldString(g, "GruppenName"));
     }
 
     TBulkTag bulk(*dst);
@@ -339,8 +316,8 @@ void TFormLibX::ImportV73(int tabIndex, const std::string& fileName, int& count,
     int unreadable = 0;
     for (src.First(); !src.Eof(); src.Next()) {
         log.SetProgressOf(++done, total);
-        const int srcNo = IntField(src, "Eintrag");
-        const std::string name = TextField(src, "ElementName");
+        const int srcNo = db::FieldInteger(src, "Eintrag");
+        const std::string name = db::FieldString(src, "ElementName");
         std::unique_ptr<TCustomLibSpectrum> element = CreateLibSpectrum(LibType());
         try {
             element->ReadFromLibrary(*source, propDefs_);
@@ -370,13 +347,13 @@ void TFormLibX::ImportV73(int tabIndex, const std::string& fileName, int& count,
                 if (const int mapped = GetGroupNo(tabIndex, it->second))
                     g = mapped;
         }
-        std::string comment = TextField(src, "Kommentar");
+        std::string comment = db::FieldString(src, "Kommentar");
         std::array<double, 4> kennValues{};
         std::array<std::string, 4> kennNames;
         for (std::size_t i = 0; i < 4; ++i) {
             db::TField* value = src.FindField("Kennwerte" + std::to_string(i + 1));
             kennValues[i] = value && !value->IsNull() ? value->AsFloat() : 0.0;
-            kennNames[i] = TextField(src, ("KennNames" + std::to_string(i + 1)).c_str());
+            kennNames[i] = db::FieldString(src, ("KennNames" + std::to_string(i + 1)).c_str());
         }
         const std::string rest = element->AddProps.ReadFromKenn(kennValues, kennNames, propDefs_);
         if (!rest.empty())
@@ -462,45 +439,7 @@ void TFormLibX::ImportV73(int tabIndex, const std::string& fileName, int& count,
 }
 
 int TFormLibX::ImportV64(const std::string& fileName, int& count, int& duplicates) {
-    count = 0;
-    duplicates = 0;
-    const fs::path path(fileName);
-    const std::string folder = path.parent_path().string() + "/";
-    const std::string stem = path.stem().string();
-    const fs::path finalFile = path.parent_path() / (stem + ".abs");
-    const std::string partName = stem + ".abs.part";
-    const fs::path partFile = path.parent_path() / partName;
-    auto removeDatabase = [](const fs::path& p) {
-        std::error_code ec;
-        for (const char* suffix : {"", "-wal", "-shm", "-journal"})
-            fs::remove(p.string() + suffix, ec);
-    };
-    removeDatabase(partFile);
-    try {
-        bool ok = false;
-        {
-            TMyTable part(std::vector<std::string>{stem});
-            part.InitLibX(folder, partName, {stem}, false, true);
-            part.GetTable()->Defs() = LegacyLibTableDef(LibType());
-            part.CreateDBTable();
-            part.Open();
-            ok =
-                ImportParadox(Ui(), "ElementName", part, folder, path.filename().string(), count, duplicates);
-            part.Close();
-        }
-        if (!ok) {
-            removeDatabase(partFile);
-            return 2;
-        }
-        // The person's older table is replaced only now that its successor is complete.
-        removeDatabase(finalFile);
-        fs::rename(partFile, finalFile);
-        return 1;
-    } catch (const std::exception& e) {
-        removeDatabase(partFile);
-        Ui().MessageDlg(e.what(), mtError, {mbOK});
-        return 2;
-    }
+    return ImportParadoxAsOlderTable(Ui(), fileName, LegacyLibTableDef(LibType()), count, duplicates);
 }
 
 } // namespace korvel::sound

@@ -101,16 +101,7 @@ void TFormLibX::CheckUpdate(int tabIndex) {
 
     // One restructure of the tab's main table; the engine's reason is shown and the caller carries on.
     auto restructure = [&](const db::TRestructure& change) {
-        std::optional<std::string> error;
-        {
-            TWaitCursor wait(Ui());
-            table->Close();
-            error = myTable->Database().Restructure(table->TableName(), change);
-            table->Open();
-        }
-        if (error)
-            Ui().MessageDlg(*error, mtError, {mbOK});
-        return !error;
+        return RestructureMainTable(tabIndex, change);
     };
     auto addMissing = [&](db::TRestructure& change, const char* name, db::TFieldType type) {
         if (!HasField(*table, name))

@@ -1,7 +1,9 @@
 #include "sound/LegacySchema.h"
 
+#include "platform/Errors.h"
 #include "platform/acoustic/LibSpectrum.h"
 #include "platform/base/LibSchema.h"
+#include "platform/base/MyTable.h"
 
 #include <filesystem>
 
@@ -103,6 +105,18 @@ db::TTableDef LegacyRiwi3DTableDef() {
         .AddField("StepV", TFieldType::Word)
         .AddField("Werte", TFieldType::Blob);
     return def;
+}
+
+std::unique_ptr<TMyTable> OpenOlderTable(const std::string& fileName) {
+    const std::filesystem::path path(fileName);
+    const std::string name = LegacyTableName(fileName);
+    auto lib = std::make_unique<TMyTable>(std::vector<std::string>{name});
+    lib->InitLibX(path.parent_path().string(), path.filename().string(), {name}, true, true);
+    lib->Open();
+    if (!lib->GetTable()->Active())
+        throw EKorvelError("\"" + fileName + "\" holds no table \"" + name + "\".");
+    lib->GetTable()->SetIndexName("p");
+    return lib;
 }
 
 } // namespace korvel::sound

@@ -5,7 +5,12 @@
 
 #include "platform/db/FieldDefs.h"
 
+#include <memory>
 #include <string>
+
+namespace korvel {
+class TMyTable;
+}
 
 namespace korvel::sound {
 
@@ -20,6 +25,9 @@ std::string LegacyLibFileName(int libType);
 std::string LegacyGroupFileName(const std::string& libFile);
 // The table inside an older file: the file name's stem ("Emis" for ".../Emis.abs").
 std::string LegacyTableName(const std::string& fileName);
+// An older table file with its single table, opened read-only in the order of its numbers. Throws
+// EKorvelError when the file holds no such table.
+std::unique_ptr<TMyTable> OpenOlderTable(const std::string& fileName);
 
 // Declarations of the older tables.
 db::TTableDef LegacyLibTableDef(int libType);

@@ -25,11 +25,6 @@ double Deg(double radians) {
     return radians * 180.0 / std::numbers::pi;
 }
 
-int IntField(db::TTable& t, const char* name) {
-    db::TField* f = t.FindField(name);
-    return f && !f->IsNull() ? f->AsInteger() : 0;
-}
-
 std::string Describe(db::TTable& t, const std::string& name, int number) {
     return "The directivity \"" + name + "\" (#" + std::to_string(number) + ") of table \"" + t.TableName() +
            "\"";
@@ -91,11 +86,11 @@ double TLegacyCut::At(double degrees) const {
 
 TLegacyCut ReadLegacyCut(db::TTable& table) {
     TLegacyCut cut;
-    cut.Number = IntField(table, "Eintrag");
+    cut.Number = db::FieldInteger(table, "Eintrag");
     db::TField* name = table.FindField("ElementName");
     cut.Name = name ? name->AsString() : std::string();
     const std::string what = Describe(table, cut.Name, cut.Number);
-    cut.Step = IntField(table, "Step");
+    cut.Step = db::FieldInteger(table, "Step");
     if (cut.Step < 1 || cut.Step > 360 || 360 % cut.Step != 0)
         throw EKorvelError(what + " is damaged: its angle step " + std::to_string(cut.Step) +
                            " does not divide 360 degrees.");
@@ -105,12 +100,12 @@ TLegacyCut ReadLegacyCut(db::TTable& table) {
 
 TLegacyGrid ReadLegacyGrid(db::TTable& table) {
     TLegacyGrid grid;
-    grid.Number = IntField(table, "Eintrag");
+    grid.Number = db::FieldInteger(table, "Eintrag");
     db::TField* name = table.FindField("ElementName");
     grid.Name = name ? name->AsString() : std::string();
     const std::string what = Describe(table, grid.Name, grid.Number);
-    grid.StepH = IntField(table, "StepH");
-    grid.StepV = IntField(table, "StepV");
+    grid.StepH = db::FieldInteger(table, "StepH");
+    grid.StepV = db::FieldInteger(table, "StepV");
     if (grid.StepH < 1 || grid.StepH > 90 || 360 % grid.StepH != 0 || grid.StepV < 1 || grid.StepV > 90 ||
         180 % grid.StepV != 0)
         throw EKorvelError(what + " is damaged: its angle steps " + std::to_string(grid.StepH) + " and " +

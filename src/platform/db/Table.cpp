@@ -552,4 +552,14 @@ void TTable::Delete() {
     Fire(AfterScroll);
 }
 
+std::string FieldString(TTable& table, std::string_view name) {
+    TField* f = table.FindField(name);
+    return f && !f->IsNull() ? f->AsString() : std::string();
+}
+
+int FieldInteger(TTable& table, std::string_view name) {
+    TField* f = table.FindField(name);
+    return f && !f->IsNull() ? f->AsInteger() : 0;
+}
+
 } // namespace korvel::db

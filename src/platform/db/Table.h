@@ -287,4 +287,9 @@ private:
     mutable std::uint64_t recordsFetched_ = 0;
 };
 
+// A field of the current record as text or as a whole number: "" or 0 when the table has no such field or the
+// field is null. For readers of tables whose layout varies between generations.
+std::string FieldString(TTable& table, std::string_view name);
+int FieldInteger(TTable& table, std::string_view name);
+
 } // namespace korvel::db

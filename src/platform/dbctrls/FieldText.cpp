@@ -1,10 +1,12 @@
 #include "platform/dbctrls/FieldText.h"
 
 #include "platform/Errors.h"
+#include "platform/legacy/Trim.h"
 
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 #include <system_error>
 
@@ -140,6 +142,20 @@ db::TValue ParseFieldText(const db::TFieldDef& field, std::string_view text) {
     default:
         return ParseWhole(field.DataType, text, t);
     }
+}
+
+std::optional<double> ParseDecimalText(const std::string& text) {
+    std::string t = TrimText(text);
+    if (t.empty())
+        return std::nullopt;
+    for (char& c : t)
+        if (c == ',')
+            c = '.';
+    char* end = nullptr;
+    const double v = std::strtod(t.c_str(), &end);
+    if (end != t.c_str() + t.size() || !std::isfinite(v))
+        throw EKorvelError("\"" + text + "\" is not a number.");
+    return v;
 }
 
 } // namespace korvel

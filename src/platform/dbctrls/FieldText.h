@@ -5,6 +5,7 @@
 #include "platform/db/FieldDefs.h"
 #include "platform/db/Value.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,5 +23,9 @@ std::string FieldValueText(db::TFieldType type, const db::TValue& value);
 // The user's text as a value of the field. An empty text clears a non-text field. Throws EKorvelError
 // naming the text when the field cannot take it ("'abc' is not a valid number.").
 db::TValue ParseFieldText(const db::TFieldDef& field, std::string_view text);
+
+// A number typed into a grid or a spreadsheet cell, with '.' or ',' as decimal separator; nullopt for an
+// empty (or blank) text. Anything else throws EKorvelError ("\"abc\" is not a number.").
+std::optional<double> ParseDecimalText(const std::string& text);
 
 } // namespace korvel
