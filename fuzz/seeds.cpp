@@ -4,6 +4,7 @@
 #include "formats/XlsWriter.h"
 #include "sound/ElementFilter.h"
 #include "support/LegacyFiles.h"
+#include "support/LimiFileBuilder.h"
 
 #include <cstdio>
 #include <cstring>
@@ -70,6 +71,30 @@ void RiwisSeeds() {
     Write("riwis", "two",
           test::Join({test::RiwisBytes("Gebl\x84se", ramp, 3), test::RiwisBytes("Rund", {})}));
     Write("riwis", "one-and-a-part", test::Join({test::RiwisBytes("Horn", ramp, -1), TBlob(40, 7)}));
+}
+
+void LimiSeeds() {
+    std::array<float, 24> additions{};
+    for (std::size_t h = 0; h < additions.size(); ++h)
+        additions[h] = h < 6 || h >= 22 ? 6.0f : 0.0f;
+    // "Gebl\x84se" is "Gebläse" in code page 850.
+    Write("limi", "ranges",
+          test::TLimiFileBuilder()
+              .Header()
+              .Name("Gebl\x84se  ")
+              .Range("Tag", "T", 6, 22)
+              .Usage(1, {50, 35, 65}, additions)
+              .Range("Nacht", "N", 22, 6, 1)
+              .Usage(25, {60, 45, 70})
+              .Range("Rest", "R", 8, 8, 24)
+              .Bytes());
+    Write("limi", "plain",
+          test::TLimiFileBuilder()
+              .Record('Z', TBlob(9, 1))
+              .Name("Wohngebiet")
+              .Usage(3, {55, 40, 0})
+              .Usage(4, {60, 45, 0}, additions)
+              .Bytes());
 }
 
 void ClfSeeds() {
@@ -192,6 +217,7 @@ int main(int argc, char** argv) {
     try {
         DosSeeds();
         RiwisSeeds();
+        LimiSeeds();
         ClfSeeds();
         ParadoxSeeds();
         XlsSeeds();

@@ -1,5 +1,6 @@
 // list and show: reading elements, as text for people or as JSON for scripts.
 
+#include "assessment/AssessmentJson.h"
 #include "cli/Commands.h"
 #include "cli/ExitCodes.h"
 #include "cli/LibSession.h"
@@ -28,6 +29,7 @@ struct TListOptions {
     std::vector<std::string> FilterGroups;
     bool FilterAnd = false;
     std::string FilterText;
+    bool Usages = false;
 
     bool Filtered() const { return !FilterGroups.empty() || FilterAnd || !FilterText.empty(); }
 };
@@ -38,6 +40,7 @@ struct TShowOptions {
     int Number = 0;
     bool Json = false;
     bool Charts = false;
+    bool Usages = false;
 };
 
 // The editor's filter record for the options; checked before any library is opened.
@@ -82,14 +85,41 @@ void ApplyListFilter(TLibSession& session, int tab, const sound::TFilterRec& rec
     editor->FilterString(tab, rec);
 }
 
+// Checked before any library is opened.
+void RequireUsagesKind(int type) {
+    if (type != assessment::kAssessmentLibType)
+        throw ECliError(kExitUsage, "Usage areas belong to the assessment libraries (type 135) only");
+}
+
+// The usage areas beside the assessment library of the tab.
+TUsages FolderUsages(TLibSession& session, int tab) {
+    return ReadUsagesFromLib(session.Editor().GetMyTable(tab)->Folder());
+}
+
+void PrintUsages(const TUsages& usages, std::ostream& out) {
+    for (std::size_t i = 0; i < usages.size(); ++i)
+        out << std::setw(6) << i + 1 << "  " << std::left << std::setw(8) << usages[i].Short << std::right
+            << ' ' << usages[i].Descr << '\n';
+}
+
 // Walks the table cursor in number order, one record at a time: a library of any size costs a page of
 // records, never the whole table.
 int RunList(const TListOptions& o, std::ostream& out, std::ostream& err) {
     const std::string folder = FolderArg(o.Folder);
+    if (o.Usages)
+        RequireUsagesKind(o.Type);
     TLibSession session(o.Type, o.Json ? err : out, err);
     const std::optional<sound::TFilterRec> filter =
         o.Filtered() ? std::optional<sound::TFilterRec>(ListFilter(o)) : std::nullopt;
     const int tab = session.Open(folder, false);
+    if (o.Usages) {
+        const TUsages usages = FolderUsages(session, tab);
+        if (o.Json)
+            out << JsonText(assessment::UsagesToJson(usages)) << '\n';
+        else
+            PrintUsages(usages, out);
+        return kExitOk;
+    }
     if (filter)
         ApplyListFilter(session, tab, *filter, err);
     else
@@ -132,6 +162,8 @@ int RunList(const TListOptions& o, std::ostream& out, std::ostream& err) {
 int RunShow(const TShowOptions& o, std::ostream& out, std::ostream& err) {
     if (o.Charts && !o.Json)
         throw ECliError(kExitUsage, "--charts is written as JSON data; give --json with it");
+    if (o.Usages)
+        RequireUsagesKind(o.Type);
     const std::string folder = FolderArg(o.Folder);
     TLibSession session(o.Type, o.Json ? err : out, err);
     const int tab = session.Open(folder, false);
@@ -150,6 +182,8 @@ int RunShow(const TShowOptions& o, std::ostream& out, std::ostream& err) {
         // The editor's own chart models as it shows them for this element, whatever the kind.
         if (o.Charts)
             shown["charts"] = ChartsToJson(editor);
+        if (o.Usages)
+            shown["usages"] = assessment::UsagesToJson(FolderUsages(session, tab));
         out << JsonText(shown) << '\n';
         return kExitOk;
     }
@@ -158,6 +192,10 @@ int RunShow(const TShowOptions& o, std::ostream& out, std::ostream& err) {
         const db::TField& f = table.Fields(i);
         const std::string text = FieldValueText(f.DataType(), f.Value());
         out << f.FieldName() << ':' << (text.empty() ? "" : " ") << text << '\n';
+    }
+    if (o.Usages) {
+        out << "Usage areas:\n";
+        PrintUsages(FolderUsages(session, tab), out);
     }
     return kExitOk;
 }
@@ -182,6 +220,8 @@ void AddReadCommands(CLI::App& app, TCommandList& commands) {
         ->add_option("--filter-text", list->FilterText,
                      "Only elements whose comment followed by the name contains the text, ignoring case")
         ->type_name("TEXT");
+    listCmd->add_flag("--usages", list->Usages,
+                      "Print the usage areas of the folder's assessment library instead of its elements");
     commands.push_back({listCmd, [list](std::ostream& out, std::ostream& err) {
                             return RunList(*list, out, err);
                         }});
@@ -194,6 +234,7 @@ void AddReadCommands(CLI::App& app, TCommandList& commands) {
     showCmd->add_flag("--json", show->Json, "Print the fields and the editor's element view as JSON");
     showCmd->add_flag("--charts", show->Charts,
                       "With --json: add the data of every chart the editor shows for the element");
+    showCmd->add_flag("--usages", show->Usages, "Add the usage areas of the folder's assessment library");
     commands.push_back({showCmd, [show](std::ostream& out, std::ostream& err) {
                             return RunShow(*show, out, err);
                         }});

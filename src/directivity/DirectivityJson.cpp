@@ -1,5 +1,6 @@
 #include "directivity/DirectivityJson.h"
 
+#include "editor/JsonMembers.h"
 #include "platform/Errors.h"
 #include "platform/base/Bands.h"
 
@@ -15,36 +16,12 @@ using nlohmann::ordered_json;
 
 namespace {
 
-[[noreturn]] void Bad(const std::string& member, const std::string& why) {
-    throw EKorvelError("Member \"" + member + "\": " + why);
-}
-
-double Number(const json& v, const std::string& member) {
-    if (!v.is_number() || !std::isfinite(v.get<double>()))
-        Bad(member, "a number is expected");
-    return v.get<double>();
-}
-
 double Angle(const json& v, const std::string& member, double hi) {
-    const double a = Number(v, member);
+    const double a = MemberNumber(v, member);
     if (a < 0 || a > hi)
-        Bad(member, "an angle from 0 to " + std::to_string(static_cast<int>(hi)) + " degrees is expected");
+        BadMember(member,
+                  "an angle from 0 to " + std::to_string(static_cast<int>(hi)) + " degrees is expected");
     return a;
-}
-
-int Integer(const json& v, const std::string& member, int lo, int hi) {
-    if (!v.is_number() || v.get<double>() != std::floor(v.get<double>()))
-        Bad(member, "a whole number is expected");
-    const double d = v.get<double>();
-    if (d < lo || d > hi)
-        Bad(member, "must lie between " + std::to_string(lo) + " and " + std::to_string(hi));
-    return static_cast<int>(d);
-}
-
-std::string Text(const json& v, const std::string& member) {
-    if (!v.is_string())
-        Bad(member, "a text is expected");
-    return v.get<std::string>();
 }
 
 // The band item holding a band number given as a key ("27").
@@ -55,87 +32,89 @@ int ItemOfKey(const TDirectivity& d, const std::string& key, const std::string& 
         for (int i = 0; i < d.BandCount(); ++i)
             if (d.GetItem(i).Band == band)
                 return i;
-    Bad(member, "\"" + key + "\" is not a band of the directivity");
+    BadMember(member, "\"" + key + "\" is not a band of the directivity");
 }
 
 void ReadSamples(const json& v, TDirectivity& d) {
     if (!v.is_array())
-        Bad("samples", "a list of samples is expected");
+        BadMember("samples", "a list of samples is expected");
     d.ClearSamples();
     for (std::size_t i = 0; i < v.size(); ++i) {
         const std::string member = "samples[" + std::to_string(i) + "]";
         const json& s = v[i];
         if (!s.is_object())
-            Bad(member, "an object with theta, phi and values is expected");
+            BadMember(member, "an object with theta, phi and values is expected");
         for (const auto& [key, value] : s.items())
             if (key != "theta" && key != "phi" && key != "values")
-                Bad(member + "." + key, "unknown member");
+                BadMember(member + "." + key, "unknown member");
         TSampleItem& item = d.AddSample(s.contains("theta") ? Angle(s["theta"], member + ".theta", 180) : 90,
                                         s.contains("phi") ? Angle(s["phi"], member + ".phi", 360) : 0);
         if (!s.contains("values"))
             continue;
         const json& values = s["values"];
         if (!values.is_object())
-            Bad(member + ".values", "an object of band numbers and values is expected");
+            BadMember(member + ".values", "an object of band numbers and values is expected");
         for (const auto& [key, value] : values.items()) {
             const std::string m = member + ".values." + key;
-            item.Values[static_cast<std::size_t>(ItemOfKey(d, key, m))] = Number(value, m);
+            item.Values[static_cast<std::size_t>(ItemOfKey(d, key, m))] = MemberNumber(value, m);
         }
     }
 }
 
 void ReadBands(const json& v, TDirectivity& d) {
     if (!v.is_object())
-        Bad("bands", "an object of band numbers is expected");
+        BadMember("bands", "an object of band numbers is expected");
     for (const auto& [key, band] : v.items()) {
         const std::string member = "bands." + key;
         const int index = ItemOfKey(d, key, member);
         if (!band.is_object())
-            Bad(member, "an object with the grid is expected");
+            BadMember(member, "an object with the grid is expected");
         for (const auto& [k, value] : band.items())
             if (k != "grid" && k != "dLtot")
-                Bad(member + "." + k, "unknown member");
+                BadMember(member + "." + k, "unknown member");
         if (!band.contains("grid"))
             continue;
         const json& grid = band["grid"];
         const int rows = d.ThetaCount(), cols = d.PhiCount();
         if (!grid.is_array() || static_cast<int>(grid.size()) != rows)
-            Bad(member + ".grid", "a list of " + std::to_string(rows) + " rows is expected");
+            BadMember(member + ".grid", "a list of " + std::to_string(rows) + " rows is expected");
         for (int r = 0; r < rows; ++r) {
             const json& row = grid[static_cast<std::size_t>(r)];
             const std::string m = member + ".grid[" + std::to_string(r) + "]";
             if (!row.is_array() || static_cast<int>(row.size()) != cols)
-                Bad(m, "a row of " + std::to_string(cols) + " values is expected");
+                BadMember(m, "a row of " + std::to_string(cols) + " values is expected");
             for (int c = 0; c < cols; ++c)
-                d.SetValue(index, r, c, Number(row[static_cast<std::size_t>(c)], m));
+                d.SetValue(index, r, c, MemberNumber(row[static_cast<std::size_t>(c)], m));
         }
     }
 }
 
 void RunInterpolation(const json& v, TDirectivity& d) {
     if (!v.is_object())
-        Bad("interpolation", "an object with kind and parameter is expected");
+        BadMember("interpolation", "an object with kind and parameter is expected");
     for (const auto& [key, value] : v.items())
         if (key != "kind" && key != "parameter")
-            Bad("interpolation." + key, "unknown member");
-    const std::string kind = v.contains("kind") ? Text(v["kind"], "interpolation.kind") : "cubic";
+            BadMember("interpolation." + key, "unknown member");
+    const std::string kind = v.contains("kind") ? MemberText(v["kind"], "interpolation.kind") : "cubic";
     TSplineType type = TSplineType::Cubic;
     int parameter = 0;
     if (kind == "exponential" || kind == "fourier") {
         type = kind == "fourier" ? TSplineType::Fourier : TSplineType::Exponential;
-        parameter = v.contains("parameter") ? Integer(v["parameter"], "interpolation.parameter", 1, 30) : 3;
+        parameter =
+            v.contains("parameter") ? MemberInteger(v["parameter"], "interpolation.parameter", 1, 30) : 3;
     } else if (kind == "harmonics") {
-        parameter = v.contains("parameter") ? Integer(v["parameter"], "interpolation.parameter", 1, 300) : 30;
+        parameter =
+            v.contains("parameter") ? MemberInteger(v["parameter"], "interpolation.parameter", 1, 300) : 30;
     } else if (kind != "cubic") {
-        Bad("interpolation.kind", "one of cubic, exponential, fourier, harmonics is expected");
+        BadMember("interpolation.kind", "one of cubic, exponential, fourier, harmonics is expected");
     }
     if ((kind == "harmonics") != (d.DirType() == TDirType::Full3D))
-        Bad("interpolation.kind", kind == "harmonics" ? "harmonics serve full 3D directivities only"
-                                                      : "a full 3D directivity is fitted by harmonics");
+        BadMember("interpolation.kind", kind == "harmonics" ? "harmonics serve full 3D directivities only"
+                                                            : "a full 3D directivity is fitted by harmonics");
     try {
         d.Interpolate(type, parameter);
     } catch (const EKorvelError& e) {
-        Bad("interpolation", e.what());
+        BadMember("interpolation", e.what());
     }
 }
 
@@ -182,28 +161,28 @@ void DirectivityFromJson(const json& object, TDirectivity& dir, std::string& nam
                                                 "samples", "bands",   "interpolation"};
     for (const auto& [key, value] : object.items())
         if (!known.contains(key))
-            Bad(key, "unknown member");
+            BadMember(key, "unknown member");
     TDirectivity d = dir;
-    std::string newName = object.contains("name") ? Text(object["name"], "name") : name;
-    std::string newComment = object.contains("comment") ? Text(object["comment"], "comment") : comment;
+    std::string newName = object.contains("name") ? MemberText(object["name"], "name") : name;
+    std::string newComment = object.contains("comment") ? MemberText(object["comment"], "comment") : comment;
     if (object.contains("dirType"))
-        d.SetDirType(static_cast<TDirType>(Integer(object["dirType"], "dirType", 0, 2)));
+        d.SetDirType(static_cast<TDirType>(MemberInteger(object["dirType"], "dirType", 0, 2)));
     if (object.contains("bandType"))
-        d.SetSpecType(static_cast<TSpecType>(Integer(object["bandType"], "bandType", 0, 2)));
+        d.SetSpecType(static_cast<TSpecType>(MemberInteger(object["bandType"], "bandType", 0, 2)));
     if (object.contains("bmin") || object.contains("bmax")) {
         const int bmin =
-            object.contains("bmin") ? Integer(object["bmin"], "bmin", 0, kBandCount - 1) : d.GetBmin();
+            object.contains("bmin") ? MemberInteger(object["bmin"], "bmin", 0, kBandCount - 1) : d.GetBmin();
         const int bmax =
-            object.contains("bmax") ? Integer(object["bmax"], "bmax", 0, kBandCount - 1) : d.GetBmax();
+            object.contains("bmax") ? MemberInteger(object["bmax"], "bmax", 0, kBandCount - 1) : d.GetBmax();
         d.SetBMinBMax(bmin, bmax);
     }
     if (object.contains("stepH") || object.contains("stepV")) {
-        const int h = object.contains("stepH") ? Integer(object["stepH"], "stepH", 1, 90) : d.StepH();
-        const int v = object.contains("stepV") ? Integer(object["stepV"], "stepV", 1, 90) : d.StepV();
+        const int h = object.contains("stepH") ? MemberInteger(object["stepH"], "stepH", 1, 90) : d.StepH();
+        const int v = object.contains("stepV") ? MemberInteger(object["stepV"], "stepV", 1, 90) : d.StepV();
         try {
             d.SetStep(h, v);
         } catch (const EKorvelError& e) {
-            Bad(object.contains("stepH") ? "stepH" : "stepV", e.what());
+            BadMember(object.contains("stepH") ? "stepH" : "stepV", e.what());
         }
     }
     if (object.contains("samples"))

@@ -17,41 +17,24 @@ namespace korvel::directivity {
 
 using namespace acoustic;
 
-// The navigator's record source: the sample list, its current row being the samples grid's.
-class TFormRiwiX::TSampleNavTarget : public INavigatorTarget {
-public:
-    explicit TSampleNavTarget(TFormRiwiX& form) : form_(form) {}
-    TNavTargetState State() const override { return TNavTargetState::Browse; }
-    bool Bof() const override { return form_.selectedSample_ <= 0; }
-    bool Eof() const override { return form_.selectedSample_ + 1 >= Count(); }
-    bool IsEmpty() const override { return Count() == 0; }
-    bool CanModify() const override { return !form_.CurrentReadOnly() && form_.CurrentTable(); }
-    void First() override {}
-    void Prior() override {}
-    void Next() override {}
-    void Last() override {}
-    void Insert() override { form_.InsertSample(); }
-    // The last sample stays: the list is never emptied from the navigator.
-    void Delete() override {
-        if (Count() > 1)
-            form_.DeleteSample();
-    }
-    void Edit() override {}
-    void Post() override {}
-    void Cancel() override {}
-    void Refresh() override {}
-
-private:
-    int Count() const { return static_cast<int>(form_.dir_.Samples.size()); }
-    TFormRiwiX& form_;
-};
-
 TFormRiwiX::TFormRiwiX(TLibHost& host) : TCustomLibForm(host, "FormRiwiX") {
     SetLibType(kDirectivityLibType);
     SetBounds(Left(), Top(), 1180, 760);
     DBList().SetColumns({{"Eintrag", "###", 48, true}, {"ElementName", "Directivities", 220, false}});
     BuildPages();
-    sampleNav_ = std::make_unique<TSampleNavTarget>(*this);
+    // The sample list, its current row being the samples grid's; the last sample stays.
+    sampleNav_ = std::make_unique<TListNavTarget>(TListNavTarget::TCallbacks{
+        .Count = [this] { return static_cast<int>(dir_.Samples.size()); },
+        .Current = [this] { return selectedSample_; },
+        .CanModify = [this] { return !CurrentReadOnly() && CurrentTable(); },
+        .MoveTo = {},
+        .Insert = [this] { InsertSample(); },
+        .Delete =
+            [this] {
+                if (dir_.Samples.size() > 1)
+                    DeleteSample();
+            },
+    });
     navSamples_->SetTarget(sampleNav_.get());
     DataSource().AddListener([this](db::TDataEvent event, const db::TField*) {
         if (event == db::TDataEvent::RecordChange || event == db::TDataEvent::DataSetChange)

@@ -149,15 +149,11 @@ private:
     void DirSetText(int col, int row, const std::string& text);
     std::string LtotGetText(int col, int row);
 
-    // Drives the sample list from the samples page's navigator.
-    class TSampleNavTarget;
-    friend class TSampleNavTarget;
-
     acoustic::TDirectivity dir_;
     bool showing_ = false;
     int selectedSample_ = 0;
-    std::vector<TColor> colors_; // of the diagram, by colour key
-    std::unique_ptr<TSampleNavTarget> sampleNav_;
+    std::vector<TColor> colors_;                // of the diagram, by colour key
+    std::unique_ptr<TListNavTarget> sampleNav_; // drives the sample list from the samples page
     std::vector<int> bminBands_, bmaxBands_;
     std::vector<std::unique_ptr<TFieldLink>> links_;
 

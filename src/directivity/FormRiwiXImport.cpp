@@ -32,37 +32,6 @@ std::string FileNameUpper(const std::string& fileName) {
     return AsciiUpper(fs::path(fileName).filename().string());
 }
 
-// The rows of one import in one transaction: a program stopped half-way leaves none of them. Whatever
-// ends the import early keeps the rows stored before it (Keep); only a caller that wants all or nothing
-// rolls its own, outer transaction back.
-class TImportTransaction {
-public:
-    explicit TImportTransaction(db::TDatabase& database) : database_(database) {
-        database_.StartTransaction();
-        open_ = true;
-    }
-    ~TImportTransaction() {
-        if (open_)
-            try {
-                database_.Rollback();
-            } catch (...) {
-                // The error that led here is on its way already.
-            }
-    }
-    TImportTransaction(const TImportTransaction&) = delete;
-    TImportTransaction& operator=(const TImportTransaction&) = delete;
-    void Keep() {
-        if (!open_)
-            return;
-        open_ = false;
-        database_.Commit();
-    }
-
-private:
-    db::TDatabase& database_;
-    bool open_ = false;
-};
-
 } // namespace
 
 std::string TFormRiwiX::GetImportFilter() {
@@ -129,7 +98,7 @@ void TFormRiwiX::ImportV42(const std::string& fileName, int& count, int& duplica
     dir.SetStep(kDosStep, kDosStep);
 
     const TBulkWork bulkWork(*this, tab);
-    std::optional<TImportTransaction> transaction;
+    std::optional<db::TTransaction> transaction;
     std::ifstream in;
     try {
         in.open(fileName, std::ios::binary);
@@ -221,7 +190,7 @@ void TFormRiwiX::ImportV73(int tabIndex, const std::string& fileName, int& count
     TBulkTag bulk(*dst);
     TControlsOff quiet(*dst);
     db::TDatabase& dstDb = target->Database();
-    TImportTransaction transaction(dstDb);
+    db::TTransaction transaction(dstDb);
     const std::int64_t total = src.RecordCount();
     std::int64_t done = 0;
     try {

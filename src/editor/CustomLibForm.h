@@ -216,6 +216,9 @@ protected:
     void SetPictureCommandsOn(TControl& control, bool offered);
     // The editor is closing and its libraries are still open: kinds save what belongs beside them.
     virtual void LibrariesClosing() {}
+    // Asked first when the editor is to close; a kind refuses while a control holds input it cannot take
+    // (and tells the person why).
+    virtual bool CanCloseEditor() { return true; }
     // Every value grid of the data area leaves its edit mode (before navigation and tab changes).
     void LeaveGridEditModes();
     // The table of the current tab, when it is open.

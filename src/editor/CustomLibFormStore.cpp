@@ -50,6 +50,10 @@ void TCustomLibForm::StoreCurrent() {
 }
 
 void TCustomLibForm::FormCloseQuery(TComponent& /*sender*/, bool& canClose) {
+    if (!CanCloseEditor()) {
+        canClose = false;
+        return;
+    }
     LeaveGridEditModes();
     db::TTable* table = CurrentTable();
     if (table) {

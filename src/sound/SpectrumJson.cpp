@@ -1,5 +1,6 @@
 #include "sound/SpectrumJson.h"
 
+#include "editor/JsonMembers.h"
 #include "platform/Errors.h"
 
 #include <charconv>
@@ -30,41 +31,16 @@ std::string ColorText(std::uint32_t c) {
     return buf;
 }
 
-[[noreturn]] void Bad(const std::string& member, const std::string& why) {
-    throw EKorvelError("Member \"" + member + "\": " + why);
-}
-
-double Number(const json& v, const std::string& member) {
-    if (!v.is_number())
-        Bad(member, "a number is expected");
-    return v.get<double>();
-}
-
-int Integer(const json& v, const std::string& member, int lo, int hi) {
-    if (!v.is_number_integer() && !(v.is_number() && v.get<double>() == static_cast<int>(v.get<double>())))
-        Bad(member, "a whole number is expected");
-    const int i = static_cast<int>(v.get<double>());
-    if (i < lo || i > hi)
-        Bad(member, "must lie between " + std::to_string(lo) + " and " + std::to_string(hi));
-    return i;
-}
-
-std::string Text(const json& v, const std::string& member) {
-    if (!v.is_string())
-        Bad(member, "a text is expected");
-    return v.get<std::string>();
-}
-
 // Band maps take band numbers as keys: {"30": 80.5}. null clears a band.
 void ReadBandMap(const json& v, const std::string& member, const std::function<void(int, double)>& set) {
     if (!v.is_object())
-        Bad(member, "an object of band numbers and values is expected");
+        BadMember(member, "an object of band numbers and values is expected");
     for (const auto& [key, value] : v.items()) {
         int band = -1;
         const auto [p, ec] = std::from_chars(key.data(), key.data() + key.size(), band);
         if (ec != std::errc() || p != key.data() + key.size() || band < 0 || band >= kBandCount)
-            Bad(member, "\"" + key + "\" is not a band number 0..43");
-        set(band, value.is_null() ? kEmptyBandLevel : Number(value, member + "." + key));
+            BadMember(member, "\"" + key + "\" is not a band number 0..43");
+        set(band, value.is_null() ? kEmptyBandLevel : MemberNumber(value, member + "." + key));
     }
 }
 
@@ -73,9 +49,9 @@ int EnumIndex(const json& v, const std::string& member, std::span<const std::str
         for (std::size_t i = 0; i < names.size(); ++i)
             if (names[i] == v.get<std::string>())
                 return static_cast<int>(i);
-        Bad(member, "unknown value \"" + v.get<std::string>() + "\"");
+        BadMember(member, "unknown value \"" + v.get<std::string>() + "\"");
     }
-    return Integer(v, member, 0, static_cast<int>(names.size()) - 1);
+    return MemberInteger(v, member, 0, static_cast<int>(names.size()) - 1);
 }
 
 } // namespace
@@ -159,50 +135,50 @@ void SpectrumFromJson(const json& object, TCustomLibSpectrum& target, std::strin
         return object.contains(m);
     };
     if (has("name"))
-        newName = Text(object["name"], "name");
+        newName = MemberText(object["name"], "name");
     if (has("comment"))
-        newComment = Text(object["comment"], "comment");
+        newComment = MemberText(object["comment"], "comment");
     if (has("bandType")) {
-        const int type = Integer(object["bandType"], "bandType", 0, 2);
+        const int type = MemberInteger(object["bandType"], "bandType", 0, 2);
         if (type == 2 && (kind == kAbsorptionLibType || kind == kAttenuationLibType))
-            Bad("bandType", "this library kind has no single values");
+            BadMember("bandType", "this library kind has no single values");
         s->SetSpecType(static_cast<TSpecType>(type));
     }
     if (has("bmin") || has("bmax"))
-        s->SetBMinBMax(has("bmin") ? Integer(object["bmin"], "bmin", 0, 43) : s->Bmin(),
-                       has("bmax") ? Integer(object["bmax"], "bmax", 0, 43) : s->Bmax());
+        s->SetBMinBMax(has("bmin") ? MemberInteger(object["bmin"], "bmin", 0, 43) : s->Bmin(),
+                       has("bmax") ? MemberInteger(object["bmax"], "bmax", 0, 43) : s->Bmax());
     if (has("values"))
         ReadBandMap(object["values"], "values", [&](int b, double v) { s->SetValue(b, v); });
     if (s->SpecType() == TSpecType::SingleValue && has("sum") && !object["sum"].is_null() &&
         kind != kTransmissionLibType)
-        s->SetSingleValue(Number(object["sum"], "sum"));
+        s->SetSingleValue(MemberNumber(object["sum"], "sum"));
     if (has("groups")) {
         const json& g = object["groups"];
         if (!g.is_array() || g.size() > static_cast<std::size_t>(kGroupSlots))
-            Bad("groups", "a list of at most four group names is expected");
+            BadMember("groups", "a list of at most four group names is expected");
         std::array<int, kGroupSlots> numbers{};
         for (std::size_t i = 0; i < g.size(); ++i) {
-            const std::string groupName = Text(g[i], "groups");
+            const std::string groupName = MemberText(g[i], "groups");
             if (!groups.NumberOf)
-                Bad("groups", "this library has no group table");
+                BadMember("groups", "this library has no group table");
             numbers[i] = groups.NumberOf(groupName);
         }
         s->Groups = numbers;
     }
     if (has("color")) {
-        const std::string c = Text(object["color"], "color");
+        const std::string c = MemberText(object["color"], "color");
         unsigned value = 0;
         const auto [p, ec] = c.size() == 7 && c[0] == '#'
                                  ? std::from_chars(c.data() + 1, c.data() + 7, value, 16)
                                  : std::from_chars_result{c.data(), std::errc::invalid_argument};
         if (ec != std::errc() || p != c.data() + 7)
-            Bad("color", "\"#RRGGBB\" is expected");
+            BadMember("color", "\"#RRGGBB\" is expected");
         s->Color = value;
     }
     if (has("properties")) {
         const json& p = object["properties"];
         if (!p.is_object())
-            Bad("properties", "an object of property names and values is expected");
+            BadMember("properties", "an object of property names and values is expected");
         s->AddProps.Items.clear();
         for (const auto& [key, value] : p.items())
             s->AddProps.Items.push_back({key, value.is_string()   ? value.get<std::string>()
@@ -212,18 +188,18 @@ void SpectrumFromJson(const json& object, TCustomLibSpectrum& target, std::strin
     if (has("documents")) {
         const json& d = object["documents"];
         if (!d.is_array() || d.size() > static_cast<std::size_t>(kLinkedFileSlots))
-            Bad("documents", "a list of at most four file names is expected");
+            BadMember("documents", "a list of at most four file names is expected");
         for (int i = 0; i < kLinkedFileSlots; ++i)
             s->SetLinkedFile(i, static_cast<std::size_t>(i) < d.size()
-                                    ? Text(d[static_cast<std::size_t>(i)], "documents")
+                                    ? MemberText(d[static_cast<std::size_t>(i)], "documents")
                                     : std::string());
     }
 
     if (auto* e = dynamic_cast<TEmisLibSpectrum*>(s.get())) {
         if (has("weighting")) {
-            const std::string w = Text(object["weighting"], "weighting");
+            const std::string w = MemberText(object["weighting"], "weighting");
             if (w.size() > 1 || (w.size() == 1 && !(w[0] >= 'A' && w[0] <= 'D')))
-                Bad("weighting", "\"A\", \"B\", \"C\", \"D\" or \"\" is expected");
+                BadMember("weighting", "\"A\", \"B\", \"C\", \"D\" or \"\" is expected");
             e->SetdBX(w.empty() ? kUnweighted : w[0]);
         }
         if (has("reference"))
@@ -231,19 +207,19 @@ void SpectrumFromJson(const json& object, TCustomLibSpectrum& target, std::strin
         if (has("entryType")) {
             const json& v = object["entryType"];
             int type =
-                v.is_string() ? EmisEntryFromText(v.get<std::string>()) : Integer(v, "entryType", 0, 3);
+                v.is_string() ? EmisEntryFromText(v.get<std::string>()) : MemberInteger(v, "entryType", 0, 3);
             if (type < 0)
-                Bad("entryType", "unknown entry type \"" + v.get<std::string>() + "\"");
+                BadMember("entryType", "unknown entry type \"" + v.get<std::string>() + "\"");
             e->EntryType = static_cast<TEmisEntrytype>(type);
         }
         if (has("heightAboveGround"))
-            e->HeightAboveGround = Number(object["heightAboveGround"], "heightAboveGround");
+            e->HeightAboveGround = MemberNumber(object["heightAboveGround"], "heightAboveGround");
         if (has("sigma"))
-            e->Sigma = Number(object["sigma"], "sigma");
+            e->Sigma = MemberNumber(object["sigma"], "sigma");
         if (has("directivity"))
-            e->Directivity = Integer(object["directivity"], "directivity", 0, 2147483647);
+            e->Directivity = MemberInteger(object["directivity"], "directivity", 0, 2147483647);
         if (has("formula"))
-            e->FormulaText = Text(object["formula"], "formula");
+            e->FormulaText = MemberText(object["formula"], "formula");
     } else if (auto* a = dynamic_cast<TAbsoLibSpectrum*>(s.get())) {
         if (has("scattering"))
             ReadBandMap(object["scattering"], "scattering", [&](int b, double v) { a->SetScatValue(b, v); });
@@ -254,14 +230,14 @@ void SpectrumFromJson(const json& object, TCustomLibSpectrum& target, std::strin
         // Rated spectra get their numbers from the bands on store; single values keep what is given.
         if (t->SpecType() == TSpecType::SingleValue) {
             if (has("Rw"))
-                t->Rw = Number(object["Rw"], "Rw");
+                t->Rw = MemberNumber(object["Rw"], "Rw");
             if (has("C"))
-                t->C = Number(object["C"], "C");
+                t->C = MemberNumber(object["C"], "C");
             if (has("Ctr"))
-                t->Ctr = Number(object["Ctr"], "Ctr");
+                t->Ctr = MemberNumber(object["Ctr"], "Ctr");
         }
         if (has("outsideElementType"))
-            t->BauteilTyp = Integer(object["outsideElementType"], "outsideElementType", 0, 1000);
+            t->BauteilTyp = MemberInteger(object["outsideElementType"], "outsideElementType", 0, 1000);
     }
     // Everything checked: take it over.
     target.Assign(*s);

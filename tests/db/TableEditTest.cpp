@@ -154,4 +154,51 @@ TEST_F(DbFixture, ObserversHearFieldStateAndRecordChanges) {
     EXPECT_EQ(heard[db::TDataEvent::FieldChange], 1);
 }
 
+TEST_F(DbFixture, AFailedStoreOrDeleteIsToldAfterItsBeforeEventOnly) {
+    const std::int64_t first = Add("a");
+    std::vector<std::string> heard;
+    table->BeforePost = [&](db::TTable&) {
+        heard.push_back("before post");
+    };
+    table->PostFailed = [&](db::TTable&) {
+        heard.push_back("post failed");
+        throw db::EDatabaseError("from the handler"); // gives way to the store's own error
+    };
+    table->BeforeDelete = [&](db::TTable&) {
+        heard.push_back("before delete");
+    };
+    table->DeleteFailed = [&](db::TTable&) {
+        heard.push_back("delete failed");
+    };
+
+    // A number that exists already: the write is refused after BeforePost.
+    table->Append();
+    table->Fields(0).SetAsLargeInt(first);
+    SetField(*table, "ElementName", "b");
+    EXPECT_THAT([&] { table->Post(); }, ThrowsMessage<db::EDatabaseError>(HasSubstr("already exists")));
+    EXPECT_EQ(heard, (std::vector<std::string>{"before post", "post failed"}));
+    EXPECT_EQ(table->State(), TDataSetState::Insert);
+    table->Cancel();
+
+    // A refusal by BeforePost itself is no failed store.
+    heard.clear();
+    table->BeforePost = [&](db::TTable&) {
+        Abort();
+    };
+    SetField(*table, "ElementName", "c");
+    EXPECT_THROW(table->Post(), EAbort);
+    EXPECT_TRUE(heard.empty());
+    table->Cancel();
+
+    // A delete the file refuses is told; a good one is not.
+    db->Connection().Exec(
+        "CREATE TRIGGER keep BEFORE DELETE ON Elements BEGIN SELECT RAISE(ABORT, 'kept'); END");
+    table->First();
+    EXPECT_THROW(table->Delete(), std::exception);
+    EXPECT_EQ(table->RecordCount(), 1);
+    db->Connection().Exec("DROP TRIGGER keep");
+    table->Delete();
+    EXPECT_EQ(heard, (std::vector<std::string>{"before delete", "delete failed", "before delete"}));
+}
+
 } // namespace korvel::test

@@ -57,7 +57,7 @@ TEST_F(ServiceTest, WindowsOfTheirOwnKeepTheirPlacement) {
 TEST_F(ServiceTest, UnknownTypesAndKindsWithoutEditorYieldNothing) {
     EXPECT_EQ(ShowLib(f.Host(), 4711, f.Project(), false, fsChild), nullptr);
     EXPECT_EQ(CreateLib(f.Host(), 4711), nullptr);
-    EXPECT_EQ(CreateLib(f.Host(), 135), nullptr);
+    EXPECT_EQ(CreateLib(f.Host(), 12), nullptr);
     EXPECT_TRUE(f.Host().Windows().empty());
 }
 

@@ -110,6 +110,42 @@ TEST(PageControl, ChangingMayRefuseAndChangeReports) {
               std::tuple(static_cast<TTabSheet*>(nullptr), -1));
 }
 
+TEST(TabControl, ADroppedTabIsReportedOnlyWhenMovableAndItMovesSomething) {
+    TTabControl tabs("Tabs");
+    tabs.SetTabs({"Lrd", "Lre", "Lrn"});
+    std::vector<std::pair<int, int>> drops;
+    tabs.OnTabDrop = [&](TComponent&, int from, int onto) {
+        drops.emplace_back(from, onto);
+    };
+    tabs.DropTab(0, 2);
+    EXPECT_TRUE(drops.empty()); // not movable
+    tabs.SetTabsMovable(true);
+    for (auto [from, onto] : {std::pair{0, 2}, {2, 0}, {0, 3}, {1, 1}, {1, 2}, {0, 4}, {-1, 0}})
+        tabs.DropTab(from, onto);
+    // Onto itself or its right neighbour leaves it in place; 3 is right of the last tab.
+    EXPECT_EQ(drops, (std::vector<std::pair<int, int>>{{0, 2}, {2, 0}, {0, 3}}));
+    EXPECT_EQ(tabs.Tabs(), (std::vector<std::string>{"Lrd", "Lre", "Lrn"})); // the owner reorders
+}
+
+TEST(TextControls, AnExitHandlerCanTakeTheFocusBack) {
+    TScriptedUi ui;
+    TForm form(ui, "Form");
+    auto& edit = form.Add<TEdit>("EditHours");
+    auto& other = form.Add<TEdit>("EditOther");
+    bool refuse = true;
+    edit.OnExit = [&](TComponent&) {
+        if (refuse)
+            edit.KeepFocus();
+    };
+    form.SetActiveControl(&other);
+    EXPECT_FALSE(edit.DoExit());
+    EXPECT_EQ(form.ActiveControl(), &edit);
+    refuse = false;
+    form.SetActiveControl(&other);
+    EXPECT_TRUE(edit.DoExit());
+    EXPECT_EQ(form.ActiveControl(), &other);
+}
+
 TEST(PictureBox, FormatIsTaggedOrDetected) {
     TPictureBox picture("Picture");
     picture.SetPicture({0x89, 'P', 'N', 'G', '\r', '\n', 0x1a, '\n', 0, 0});

@@ -3,6 +3,7 @@
 #include "gui/base/QtText.h"
 #include "gui/base/Watch.h"
 #include "gui/base/WidgetRegistry.h"
+#include "platform/ui/ColorBox.h"
 #include "platform/ui/ListCtrls.h"
 #include "platform/ui/PictureBox.h"
 #include "platform/ui/StdCtrls.h"
@@ -11,8 +12,10 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QEvent>
+#include <QFocusEvent>
 #include <QGridLayout>
 #include <QGroupBox>
+#include <QIcon>
 #include <QLabel>
 #include <QLineEdit>
 #include <QListWidget>
@@ -67,6 +70,34 @@ private:
     std::function<void()> onExit_;
 };
 
+// An edit's exit: the focus moving to another control of the window, not the window losing it (a message
+// box, another program, a pop-up menu). The handler may take the focus back.
+class TEditExitFilter : public QObject {
+public:
+    TEditExitFilter(QLineEdit* edit, TWatch* watch, TEdit& model)
+        : QObject(edit), watch_(watch), model_(model) {}
+    bool eventFilter(QObject* object, QEvent* event) override {
+        if (event->type() == QEvent::FocusOut && watch_->Alive()) {
+            const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
+            if (reason != Qt::ActiveWindowFocusReason && reason != Qt::PopupFocusReason && !model_.DoExit()) {
+                QPointer<QWidget> edit(static_cast<QWidget*>(parent()));
+                QMetaObject::invokeMethod(
+                    edit,
+                    [edit] {
+                        if (edit)
+                            edit->setFocus(Qt::OtherFocusReason);
+                    },
+                    Qt::QueuedConnection);
+            }
+        }
+        return QObject::eventFilter(object, event);
+    }
+
+private:
+    TWatch* watch_;
+    TEdit& model_;
+};
+
 QWidget* MakeLabel(TControl& control, QWidget* parent) {
     auto& model = dynamic_cast<TLabel&>(control);
     auto* label = new QLabel(parent);
@@ -110,7 +141,7 @@ QWidget* MakeEdit(TControl& control, QWidget* parent) {
         if (watch->Alive() && !watch->Applying())
             model.SetText(FromQ(text));
     });
-    edit->installEventFilter(new TExitFilter(edit, watch, [&model] { model.DoExit(); }));
+    edit->installEventFilter(new TEditExitFilter(edit, watch, model));
     return edit;
 }
 
@@ -292,6 +323,17 @@ QWidget* MakeListBox(TControl& control, QWidget* parent) {
             w->clear();
             w->addItems(items);
         }
+        for (int i = 0; i < w->count(); ++i) {
+            const TColor color = model.ItemColor(i);
+            if (color == clDefault) {
+                w->item(i)->setData(Qt::BackgroundRole, QVariant());
+                w->item(i)->setData(Qt::ForegroundRole, QVariant());
+            } else {
+                const QColor back = ToQColor(color);
+                w->item(i)->setBackground(back);
+                w->item(i)->setForeground(back.lightness() < 128 ? Qt::white : Qt::black);
+            }
+        }
         w->setSelectionMode(model.MultiSelect() ? QAbstractItemView::ExtendedSelection
                                                 : QAbstractItemView::SingleSelection);
         for (int i = 0; i < w->count(); ++i)
@@ -310,7 +352,35 @@ QWidget* MakeListBox(TControl& control, QWidget* parent) {
         if (watch->Alive() && list->currentRow() >= 0)
             model.SetItemIndex(list->currentRow());
     });
+    // A double click or Enter.
+    QObject::connect(list, &QListWidget::itemActivated, list, [watch, &model](QListWidgetItem*) {
+        if (watch->Alive())
+            model.DblClick();
+    });
     return list;
+}
+
+// A button showing the colour as a swatch with its hex code; a click asks for another.
+QWidget* MakeColorBox(TControl& control, QWidget* parent) {
+    auto& model = dynamic_cast<TColorBox&>(control);
+    auto* button = new QPushButton(parent);
+    auto apply = [&model](QPushButton* w, const TChange&) {
+        const QColor color = ToQColor(model.Color());
+        QPixmap swatch(36, 14);
+        swatch.fill(color);
+        w->setIcon(QIcon(swatch));
+        w->setIconSize(swatch.size());
+        w->setText(color.name());
+        w->setProperty("korvelReadOnly", model.ReadOnly());
+        w->setEnabled(!model.ReadOnly() && model.Enabled());
+    };
+    apply(button, {TChangeKind::Value});
+    TWatch* watch = Watch(button, model, apply);
+    QObject::connect(button, &QPushButton::clicked, button, [watch, &model] {
+        if (watch->Alive())
+            model.Choose();
+    });
+    return button;
 }
 
 // Shows the picture scaled as the model's flags ask whenever the picture or the widget's size changes.
@@ -376,6 +446,7 @@ void RegisterStandardWidgets() {
     RegisterWidgetFactory("TComboBox", MakeComboBox);
     RegisterWidgetFactory("TRadioGroup", MakeRadioGroup);
     RegisterWidgetFactory("TListBox", MakeListBox);
+    RegisterWidgetFactory("TColorBox", MakeColorBox);
     RegisterWidgetFactory("TPictureBox", MakePicture);
 }
 

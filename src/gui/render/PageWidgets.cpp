@@ -132,10 +132,22 @@ QWidget* MakeTabControl(TControl& control, QWidget* parent) {
             tabs.emplace_back(ToQ(tab), true);
         guard->SetTabs(tabs);
         guard->SetCurrent(model.TabIndex());
+        guard->Bar()->setMovable(model.TabsMovable());
     };
     apply();
     TWatch* watch = new TWatch(widget, model, [apply](const TChange& change) {
-        if (change.Kind == TChangeKind::Items || change.Kind == TChangeKind::Selection)
+        if (change.Kind == TChangeKind::Items || change.Kind == TChangeKind::Selection ||
+            change.Kind == TChangeKind::Style)
+            apply();
+    });
+    // A drag reaches the model step by step as the bar makes them: one tab (often the neighbour making room)
+    // moved to another place. The model hears which tab it was put in front of (the place right of the last
+    // tab being one more); the bar then shows whatever order the owner made.
+    QObject::connect(widget->Bar(), &QTabBar::tabMoved, widget, [watch, apply, &model](int from, int to) {
+        if (!watch->Alive())
+            return;
+        model.DropTab(from, to > from ? to + 1 : to);
+        if (watch->Alive())
             apply();
     });
     QObject::connect(widget->Bar(), &QTabBar::currentChanged, widget, [watch, apply, &model](int index) {

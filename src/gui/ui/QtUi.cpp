@@ -146,7 +146,8 @@ TModalResult TQtUi::MessageDlg(const std::string& text, TMsgDlgType type, TMsgDl
     box.setWindowTitle(Title(type));
     // The core's text is plain: a '<' in an element name must not turn into markup.
     box.setTextFormat(Qt::PlainText);
-    box.setText(ToQ(text));
+    // Lines may be separated by carriage returns alone, which a label does not break at.
+    box.setText(ToQ(uitext::JoinLines(uitext::SplitLines(text))));
 
     if (buttons.Empty())
         buttons = {mbOK};

@@ -105,4 +105,35 @@ private:
     std::vector<TTable*> openCursors_;
 };
 
+// One explicit transaction for the lifetime of the guard: rolled back unless Keep commits it, so a program
+// stopped half-way leaves none of its rows. Callers that must keep what was stored before an error call
+// Keep on that path too; only an outer transaction then decides all or nothing.
+class TTransaction {
+public:
+    explicit TTransaction(TDatabase& database) : database_(database) {
+        database_.StartTransaction();
+        open_ = true;
+    }
+    ~TTransaction() {
+        if (open_)
+            try {
+                database_.Rollback();
+            } catch (...) {
+                // The error that led here is on its way already.
+            }
+    }
+    TTransaction(const TTransaction&) = delete;
+    TTransaction& operator=(const TTransaction&) = delete;
+    void Keep() {
+        if (!open_)
+            return;
+        open_ = false;
+        database_.Commit();
+    }
+
+private:
+    TDatabase& database_;
+    bool open_ = false;
+};
+
 } // namespace korvel::db

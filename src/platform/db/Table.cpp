@@ -221,6 +221,14 @@ void TTable::Fire(const TNotify& handler) {
     }
 }
 
+void TTable::FireFailed(const TNotify& handler) noexcept {
+    try {
+        Fire(handler);
+    } catch (...) {
+        // The failure that led here is the one to report.
+    }
+}
+
 int TTable::AddObserver(TObserver observer) {
     int id = nextObserverId_++;
     observers_.emplace(id, std::move(observer));
@@ -307,13 +315,18 @@ void TTable::Post() {
         return;
     }
     Fire(BeforePost); // EAbort from here keeps the edit state
-    for (size_t i = 0; i < defs_.Fields.size(); ++i) {
-        const auto& f = defs_.Fields[i];
-        if (f.Required && f.DataType != TFieldType::AutoInc && IsNull(editBuffer_.Values[i])) {
-            throw EDatabaseError("Field \"" + f.Name + "\" must have a value");
+    try {
+        for (size_t i = 0; i < defs_.Fields.size(); ++i) {
+            const auto& f = defs_.Fields[i];
+            if (f.Required && f.DataType != TFieldType::AutoInc && IsNull(editBuffer_.Values[i])) {
+                throw EDatabaseError("Field \"" + f.Name + "\" must have a value");
+            }
         }
+        WriteRecord();
+    } catch (...) {
+        FireFailed(PostFailed);
+        throw;
     }
-    WriteRecord();
     editBuffer_ = TRecord{};
     editOriginal_ = TRecord{};
     modified_.clear();
@@ -540,10 +553,15 @@ void TTable::Delete() {
     }
     Fire(BeforeDelete);
     TRecord gone = window_[current_];
-    TStatement& st = Prepared("DELETE FROM " + QuoteIdent(tableName_) + " WHERE rowid = ?");
-    st.Bind(1, gone.RowId);
-    st.Run();
-    st.Reset();
+    try {
+        TStatement& st = Prepared("DELETE FROM " + QuoteIdent(tableName_) + " WHERE rowid = ?");
+        st.Bind(1, gone.RowId);
+        st.Run();
+        st.Reset();
+    } catch (...) {
+        FireFailed(DeleteFailed);
+        throw;
+    }
     database_->NoteLocalChange();
     Invalidate();
     Reposition(gone);

@@ -167,6 +167,10 @@ public:
     TNotify BeforeCancel, AfterCancel;
     TNotify BeforeDelete, AfterDelete;
     TNotify BeforeScroll, AfterScroll;
+    // The store or the delete failed after BeforePost or BeforeDelete ran (a required value missing, the
+    // write refused): what those began (a transaction) is taken back here. The error then reaches the
+    // caller; one raised by these handlers gives way to it.
+    TNotify PostFailed, DeleteFailed;
 
     // Data-aware observers (lists, bound controls); silenced between DisableControls and EnableControls.
     int AddObserver(TObserver observer);
@@ -188,6 +192,7 @@ private:
     void SetState(TDataSetState state);
     void Notify(TDataEvent event, const TField* field = nullptr);
     void Fire(const TNotify& handler);
+    void FireFailed(const TNotify& handler) noexcept;
 
     // query plumbing
     void Invalidate();

@@ -34,7 +34,9 @@ void TBatchUi::Cannot(const std::string& what) {
     err_ << "Warning: " << what << " needs the desktop program\n";
 }
 
-TModalResult TBatchUi::MessageDlg(const std::string& text, TMsgDlgType type, TMsgDlgButtons buttons) {
+TModalResult TBatchUi::MessageDlg(const std::string& message, TMsgDlgType type, TMsgDlgButtons buttons) {
+    // A carriage return alone would send a terminal back over the line it separates.
+    const std::string text = uitext::JoinLines(uitext::SplitLines(message));
     const bool question = type == mtConfirmation || buttons.Contains(mbYes) || buttons.Contains(mbNo) ||
                           buttons.Contains(mbRetry);
     if (!question) {

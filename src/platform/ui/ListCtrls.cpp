@@ -187,6 +187,17 @@ std::vector<int> TListBox::SelectedIndexes() const {
     return indexes;
 }
 
+TColor TListBox::ItemColor(int index) const {
+    Check(index, false);
+    return static_cast<std::size_t>(index) < itemColors_.size() ? itemColors_[static_cast<std::size_t>(index)]
+                                                                : clDefault;
+}
+
+void TListBox::DblClick() {
+    if (itemIndex_ >= 0 && Reachable())
+        Fire(OnDblClick);
+}
+
 void TListBox::ClearSelection() {
     if (SelCount() == 0 && itemIndex_ < 0)
         return;

@@ -4,6 +4,7 @@
 // item. An index outside -1..count-1 is a programming error and raises EKorvelError.
 
 #include "platform/ui/Control.h"
+#include "platform/ui/UiTypes.h"
 
 #include <string>
 #include <vector>
@@ -89,11 +90,21 @@ public:
     std::vector<int> SelectedIndexes() const;
     void ClearSelection();
 
+    // Background colour per item (clDefault: the list's own); items beyond the list given have none.
+    TColor ItemColor(int index) const;
+    void SetItemColors(std::vector<TColor> colors) {
+        Assign(itemColors_, std::move(colors), TChangeKind::Items);
+    }
+    // The user's double click or Enter on the current item; ignored without one or when unreachable.
+    void DblClick();
+
     TNotifyEvent OnClick;
+    TNotifyEvent OnDblClick;
 
 private:
     void Check(int index, bool allowNone) const;
     std::vector<std::string> items_;
+    std::vector<TColor> itemColors_;
     std::vector<bool> selected_;
     int itemIndex_ = -1;
     bool multiSelect_ = false;

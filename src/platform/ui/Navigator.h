@@ -68,6 +68,51 @@ public:
     virtual void Refresh() = 0;
 };
 
+// A navigator's record source over a list a form keeps itself (samples, room types, classes): always in
+// browse state; the form says how many items there are, which one is current, whether the list may change,
+// and what moving, inserting and deleting do. Moves without MoveTo do nothing (the list's own selection
+// moves instead).
+class TListNavTarget : public INavigatorTarget {
+public:
+    struct TCallbacks {
+        std::function<int()> Count;
+        std::function<int()> Current;
+        std::function<bool()> CanModify;
+        std::function<void(int)> MoveTo;
+        std::function<void()> Insert;
+        std::function<void()> Delete;
+    };
+    explicit TListNavTarget(TCallbacks callbacks) : c_(std::move(callbacks)) {}
+    TNavTargetState State() const override { return TNavTargetState::Browse; }
+    bool Bof() const override { return c_.Current() <= 0; }
+    bool Eof() const override { return c_.Current() + 1 >= c_.Count(); }
+    bool IsEmpty() const override { return c_.Count() == 0; }
+    bool CanModify() const override { return !c_.CanModify || c_.CanModify(); }
+    void First() override { Move(0); }
+    void Prior() override { Move(c_.Current() - 1); }
+    void Next() override { Move(c_.Current() + 1); }
+    void Last() override { Move(c_.Count() - 1); }
+    void Insert() override {
+        if (c_.Insert)
+            c_.Insert();
+    }
+    void Delete() override {
+        if (c_.Delete)
+            c_.Delete();
+    }
+    void Edit() override {}
+    void Post() override {}
+    void Cancel() override {}
+    void Refresh() override {}
+
+private:
+    void Move(int index) {
+        if (c_.MoveTo)
+            c_.MoveTo(index);
+    }
+    TCallbacks c_;
+};
+
 using TNavClickEvent = std::function<void(TComponent& sender, TNavigateBtn button)>;
 
 class TNavigator : public TControl {

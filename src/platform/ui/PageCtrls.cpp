@@ -130,6 +130,15 @@ bool TTabControl::SetTabIndex(int index) {
     return true;
 }
 
+void TTabControl::DropTab(int from, int onto) {
+    const int count = static_cast<int>(tabs_.size());
+    // Dropped on itself or on its right neighbour, it stays where it is.
+    if (!tabsMovable_ || !Reachable() || from < 0 || from >= count || onto < 0 || onto > count ||
+        onto == from || onto == from + 1)
+        return;
+    Fire(OnTabDrop, from, onto);
+}
+
 TRect TTabControl::ClientRect() const {
     return BelowTabs(*this);
 }

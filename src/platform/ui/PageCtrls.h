@@ -4,6 +4,7 @@
 
 #include "platform/ui/Control.h"
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -59,6 +60,10 @@ private:
     int activeIndex_ = -1;
 };
 
+// A tab dragged onto another: from is its index, onto the index of the tab it was dropped on, both counted
+// before the move; onto is the tab count for a drop right of the last tab.
+using TTabDropEvent = std::function<void(TComponent& sender, int from, int onto)>;
+
 class TTabControl : public TControl {
 public:
     using TControl::TControl;
@@ -71,14 +76,23 @@ public:
     // Asks OnChanging first; returns false when refused. Throws EKorvelError on a bad index.
     bool SetTabIndex(int index);
 
+    // Whether the user may drag a tab onto another; the owner reorders its tabs in OnTabDrop.
+    bool TabsMovable() const { return tabsMovable_; }
+    void SetTabsMovable(bool movable) { Assign(tabsMovable_, movable, TChangeKind::Style); }
+    // The user's drop of tab from onto tab onto: raises OnTabDrop when the tabs are movable and the drop
+    // moves something. The tabs stay as they are until the handler sets them.
+    void DropTab(int from, int onto);
+
     TChangingEvent OnChanging;
     TNotifyEvent OnChange;
+    TTabDropEvent OnTabDrop;
 
     TRect ClientRect() const override;
 
 private:
     std::vector<std::string> tabs_;
     int tabIndex_ = -1;
+    bool tabsMovable_ = false;
 };
 
 } // namespace korvel

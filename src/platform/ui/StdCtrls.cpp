@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <utility>
 
 namespace korvel {
 
@@ -17,6 +18,18 @@ void TEdit::SetText(std::string text) {
 
 void TEdit::SetMaxLength(int maxLength) {
     Assign(maxLength_, std::max(0, maxLength), TChangeKind::Style);
+}
+
+bool TEdit::DoExit() {
+    keepFocus_ = false;
+    Fire(OnExit);
+    return !std::exchange(keepFocus_, false);
+}
+
+void TEdit::KeepFocus() {
+    keepFocus_ = true;
+    if (TForm* form = OwnerForm())
+        form->SetActiveControl(this);
 }
 
 void TMemo::SetLines(std::vector<std::string> lines) {

@@ -24,8 +24,10 @@ public:
     int MaxLength() const { return maxLength_; }
     // 0 means no limit. The current text stays as it is.
     void SetMaxLength(int maxLength);
-    // The focus left the control.
-    void DoExit() { Fire(OnExit); }
+    // The focus left the control; false when an OnExit handler took it back (KeepFocus).
+    bool DoExit();
+    // From OnExit: the focus returns to this edit (its text has to be put right first).
+    void KeepFocus();
 
     TNotifyEvent OnChange;
     TNotifyEvent OnExit;
@@ -33,6 +35,7 @@ public:
 private:
     std::string text_;
     int maxLength_ = 0;
+    bool keepFocus_ = false;
 };
 
 class TMemo : public TControl {

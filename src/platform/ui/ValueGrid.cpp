@@ -137,6 +137,10 @@ bool TValueGrid::SetCurrentCell(int col, int row) {
     return true;
 }
 
+std::string TValueGrid::EditTextOf(int col, int row) const {
+    return OnGetEditText && InRange(col, row) ? OnGetEditText(col, row) : Cells(col, row);
+}
+
 bool TValueGrid::SetEditorMode(bool on) {
     if (!on)
         return !LeaveEditMode();
@@ -144,7 +148,7 @@ bool TValueGrid::SetEditorMode(bool on) {
         return true;
     if (col_ < 0 || !CanEditCell(col_, row_) || CellStyle(col_, row_).CheckBox)
         return false;
-    editText_ = Cells(col_, row_);
+    editText_ = EditTextOf(col_, row_);
     editorMode_ = true;
     Changed(TChangeKind::Editor, row_, col_);
     return true;
@@ -167,7 +171,7 @@ bool TValueGrid::LeaveEditMode() {
     if (!editorMode_)
         return true;
     // Unchanged text is not stored, so merely visiting a cell does not modify the record.
-    if (editText_ != Cells(col_, row_) && !Store(col_, row_, editText_))
+    if (editText_ != EditTextOf(col_, row_) && !Store(col_, row_, editText_))
         return false;
     CancelEdit();
     return true;

@@ -99,6 +99,9 @@ public:
     void EndTakeOver();
 
     TGetCellTextEvent OnGetText;
+    // The text the editor opens with, when it differs from the shown one (a number shown with its unit);
+    // without it the editor opens with the cell's text.
+    TGetCellTextEvent OnGetEditText;
     TSetCellTextEvent OnSetText;
     TGetCellStyleEvent OnGetCellStyle;
     TSelectCellEvent OnSelectCell;
@@ -106,6 +109,7 @@ public:
 
 private:
     void CheckLayout(int rows, int cols, int fixedRows, int fixedCols) const;
+    std::string EditTextOf(int col, int row) const;
     void FixCurrentCell();
     bool Store(int col, int row, const std::string& text);
 

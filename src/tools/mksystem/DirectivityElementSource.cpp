@@ -9,6 +9,7 @@
 #include "platform/db/Table.h"
 #include "sound/SoundSchema.h"
 #include "tools/mksystem/ElementText.h"
+#include "tools/mksystem/SystemLibSource.h"
 
 namespace korvel::tools {
 
@@ -55,5 +56,10 @@ void TDirectivityElementWriter::Append(const json& element) {
     dir.SaveToLibrary(table, name);
     table.Post();
 }
+
+KORVEL_REGISTER_ELEMENT_WRITER(sound::kDirectivityLibType,
+                               [](TMyTable& lib, const TSystemLibSource&) -> std::unique_ptr<TElementWriter> {
+                                   return std::make_unique<TDirectivityElementWriter>(lib);
+                               });
 
 } // namespace korvel::tools

@@ -10,6 +10,7 @@
 #include "platform/db/Table.h"
 #include "sound/SpectrumJson.h"
 #include "tools/mksystem/ElementText.h"
+#include "tools/mksystem/SystemLibSource.h"
 
 #include <charconv>
 #include <memory>
@@ -146,10 +147,23 @@ void TSoundElementWriter::Append(const json& element) {
     }
     CheckValues(element, *spectrum);
 
-    SetElementText(table, NameFieldName(libType_), kSoundNameMember, name);
+    SetElementText(table, NameFieldName(libType_), kElementNameMember, name);
     SetElementText(table, "Kommentar", "comment", comment);
     spectrum->SaveToLibrary(lib_, name);
     table.Post();
 }
+
+namespace {
+
+std::unique_ptr<TElementWriter> MakeSoundWriter(TMyTable& lib, const TSystemLibSource& source) {
+    return std::make_unique<TSoundElementWriter>(lib, source.Type);
+}
+
+} // namespace
+
+KORVEL_REGISTER_ELEMENT_WRITER(acoustic::kEmissionLibType, MakeSoundWriter);
+KORVEL_REGISTER_ELEMENT_WRITER(acoustic::kAbsorptionLibType, MakeSoundWriter);
+KORVEL_REGISTER_ELEMENT_WRITER(acoustic::kTransmissionLibType, MakeSoundWriter);
+KORVEL_REGISTER_ELEMENT_WRITER(acoustic::kAttenuationLibType, MakeSoundWriter);
 
 } // namespace korvel::tools

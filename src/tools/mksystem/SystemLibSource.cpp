@@ -9,8 +9,7 @@
 #include "platform/db/DbErrors.h"
 #include "platform/db/Table.h"
 #include "sound/SoundSchema.h"
-#include "tools/mksystem/DirectivityElementSource.h"
-#include "tools/mksystem/SoundElementSource.h"
+#include "tools/mksystem/ElementWriter.h"
 
 #include <filesystem>
 #include <fstream>
@@ -28,6 +27,8 @@ using nlohmann::json;
 
 namespace {
 
+constexpr int kUsagesLibType = 135;
+
 [[noreturn]] void Fail(const std::string& path, const std::string& what) {
     throw EKorvelError(path + ": " + what);
 }
@@ -36,14 +37,14 @@ std::string Quoted(const std::string& text) {
     return "\"" + text + "\"";
 }
 
-// Sound and directivity elements are their editors' element objects, named by a member; the other kinds give
+// Kinds with an element writer list their editors' element objects, named by a member; the other kinds give
 // fields.
 bool IsObjectKind(int type) {
-    return acoustic::IsSoundLibType(type) || type == sound::kDirectivityLibType;
+    return FindElementWriter(type) != nullptr;
 }
 
 std::string NameMember(int type) {
-    return IsObjectKind(type) ? std::string(kSoundNameMember) : NameFieldName(type);
+    return IsObjectKind(type) ? std::string(kElementNameMember) : NameFieldName(type);
 }
 
 // "element 3 (\"PM10\")", or without the name when the element has none to show.
@@ -183,7 +184,7 @@ TSystemLibSource ReadSystemLibSource(const std::string& path) {
     if (!doc.is_object()) {
         Fail(path, "must hold a JSON object with \"type\", \"file\", \"source\" and \"elements\"");
     }
-    static const std::set<std::string> known = {"type", "file", "source", "elements"};
+    static const std::set<std::string> known = {"type", "file", "source", "elements", "usages"};
     for (const auto& [key, value] : doc.items()) {
         if (!known.contains(key)) {
             Fail(path, "unknown member " + Quoted(key) +
@@ -230,6 +231,12 @@ TSystemLibSource ReadSystemLibSource(const std::string& path) {
         Fail(path, "\"elements\" must be an array of elements");
     }
     source.Elements = std::move(*elements);
+    if (auto usages = doc.find("usages"); usages != doc.end()) {
+        if (source.Type != kUsagesLibType) {
+            Fail(path, "\"usages\" belong to the assessment library (type 135) only");
+        }
+        source.Usages = std::move(*usages);
+    }
     return source;
 }
 
@@ -282,18 +289,13 @@ void BuildSystemLib(const TSystemLibSource& source, const std::string& outFolder
         lib.Open();
         db::TTable& table = *lib.GetTable();
         lib.Database().StartTransaction();
-        std::unique_ptr<TSoundElementWriter> soundWriter;
-        std::unique_ptr<TDirectivityElementWriter> directivityWriter;
-        if (acoustic::IsSoundLibType(type)) {
-            soundWriter = std::make_unique<TSoundElementWriter>(lib, type);
-        } else if (type == sound::kDirectivityLibType) {
-            directivityWriter = std::make_unique<TDirectivityElementWriter>(lib);
+        std::unique_ptr<TElementWriter> writer;
+        if (TElementWriterFactory factory = FindElementWriter(type)) {
+            writer = factory(lib, source);
         }
         for (current = 0; current < source.Elements.size(); ++current) {
-            if (soundWriter) {
-                soundWriter->Append(source.Elements[current]);
-            } else if (directivityWriter) {
-                directivityWriter->Append(source.Elements[current]);
+            if (writer) {
+                writer->Append(source.Elements[current]);
             } else {
                 FillElement(table, type, nameField, source.Elements[current]);
             }
@@ -307,6 +309,9 @@ void BuildSystemLib(const TSystemLibSource& source, const std::string& outFolder
         lib.Database().SetJournalModeDelete();
         lib.Close();
         fs::rename(tempFile, finalFile);
+        if (writer) {
+            writer->Finish(outFolder);
+        }
     } catch (const std::exception& e) {
         try {
             lib.Close();

@@ -12,13 +12,17 @@ namespace korvel::tools {
 // "file" repeats the kind's file name so the build knows its outputs before the tool has run. Elements of the
 // sound kinds (120..123) are the sound editor's element objects ({"name": ..., "bandType": ..., "values":
 // ...}), those of the directivity kind (119) directivity objects ({"name": ..., "dirType": ..., "samples":
-// ...}); those of the other kinds give fields of the main table by name.
+// ...}), those of the assessment kind (135) assessment objects keyed by the usage shorts that the source's
+// "usages" list (25 {"short", "description"} pairs, written beside the library); those of the other kinds
+// give fields of the main table by name. tools/mksystem/ElementWriter.h lists the kinds with element objects.
 struct TSystemLibSource {
     std::string Path; // as given, for messages
     int Type = 0;
     std::string File;
     std::string Citation;
     nlohmann::json Elements;
+    // The usage areas of an assessment library source (null when not given).
+    nlohmann::json Usages;
 };
 
 // Reads and checks the frame of a source (members, kind, file name). Elements are checked while building,
