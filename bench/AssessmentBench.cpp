@@ -96,7 +96,7 @@ void CopyAll(benchmark::State& state) {
     std::int64_t copied = 0;
     for (auto _ : state) {
         const std::string target = bench::CacheFolder("assessment-target", true);
-        bench::CopyLibrary(EmptyFile(), target);
+        fs::copy_file(EmptyFile(), LibFile(target));
         std::ostringstream out, err;
         {
             cli::TLibSession session(kAssessmentLibType, out, err);

@@ -13,10 +13,10 @@ using db::TFieldType;
 
 namespace {
 
-// The fields both versions' time-range tables have, up to the limits.
+// The fields both versions' time-range tables have, up to the limits. Their index "p" by element finds an
+// element's rows without a scan; the cursor orders equal keys by row number, and "Nr" (the row number) grows
+// with every row, so the rows come in the order they were written.
 void SharedRangeFields(db::TTableDef& def) {
-    // "Nr" grows with every row written, so index "p" keeps an element's ranges in the order they were
-    // written.
     def.AddField("Nr", TFieldType::AutoInc)
         .AddField("BwNummer", TFieldType::Integer)
         .AddField("ZbName", TFieldType::String, 40)
@@ -39,7 +39,7 @@ void RangesTable(db::TTableDef& def) {
         .AddField("RevTimeType", TFieldType::Word)
         .AddField("ClarityType", TFieldType::Word)
         .AddField("STIType", TFieldType::Word);
-    def.AddIndex("p", {"Nr"}, db::ixPrimary).AddIndex("BW", {"BwNummer"});
+    def.AddIndex("p", {"BwNummer"});
 }
 
 void AdditionsTable(db::TTableDef& def) {
@@ -48,7 +48,7 @@ void AdditionsTable(db::TTableDef& def) {
         .AddField("BwNummer", TFieldType::Integer);
     for (int k = 1; k <= acoustic::kHoursPerDay; ++k)
         def.AddField("Z" + std::to_string(k), TFieldType::Float);
-    def.AddIndex("p", {"Nr"}, db::ixPrimary).AddIndex("BW", {"BwNummer"});
+    def.AddIndex("p", {"BwNummer"});
 }
 
 TLibSchema AssessmentSchema() {
@@ -76,7 +76,7 @@ db::TTableDef OlderMainTableDef() {
 db::TTableDef OlderRangesTableDef() {
     db::TTableDef def;
     SharedRangeFields(def);
-    def.AddIndex("p", {"Nr"}, db::ixPrimary);
+    def.AddIndex("p", {"BwNummer"});
     return def;
 }
 
@@ -87,7 +87,7 @@ db::TTableDef OlderAdditionsTableDef() {
         .AddField("Kzl", TFieldType::String, 5);
     for (int k = 1; k <= acoustic::kHoursPerDay; ++k)
         def.AddField("Z" + std::to_string(k), TFieldType::Float);
-    def.AddIndex("p", {"Nr"}, db::ixPrimary);
+    def.AddIndex("p", {"BwNummer"});
     return def;
 }
 

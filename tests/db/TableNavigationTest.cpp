@@ -156,6 +156,25 @@ TEST_F(DbFixture, ClassicFilterSelectsByGroupsAndCase) {
     }
     table->SetFiltered(false);
     EXPECT_EQ(table->RecordCount(), 5);
+
+    // A number compared for equality goes through the index's key; a field without a value still matches no
+    // number, not even 0 or the lowest one.
+    Add("none", 0, 0);
+    ASSERT_TRUE(table->Locate("ElementName", {TValue{std::string("none")}}));
+    table->Edit();
+    table->FieldByName("Gruppen1").Clear();
+    table->Post();
+    table->SetFiltered(true);
+    table->SetFilter("Gruppen1 = 0");
+    EXPECT_EQ(Names(), std::vector<std::string>{"two"});
+    for (const char* filter : {"Gruppen1 = -1e300", "Gruppen1 = 1e300"}) {
+        table->SetFilter(filter);
+        EXPECT_EQ(Names(), std::vector<std::string>{}) << filter;
+    }
+    table->SetFilter("Gruppen1 = 7.0");
+    EXPECT_EQ(Names(), std::vector<std::string>{"four"});
+    table->SetFilter("Gruppen1 IS NULL");
+    EXPECT_EQ(Names(), std::vector<std::string>{"none"});
 }
 
 TEST_F(DbFixture, FilterRecordCallbackNarrowsEveryOperation) {

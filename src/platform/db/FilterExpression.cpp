@@ -2,11 +2,13 @@
 
 #include "platform/db/Collation.h"
 #include "platform/db/DbErrors.h"
+#include "platform/db/Schema.h"
 #include "platform/db/Sqlite.h"
 #include "platform/text/CaseFold.h"
 
 #include <cctype>
 #include <charconv>
+#include <cmath>
 #include <optional>
 
 namespace korvel::db {
@@ -292,6 +294,16 @@ private:
                 return "(substr(coalesce(" + lhs + ", ''), 1, " + std::to_string(CodePointCount(prefix)) +
                        ") " + op + " ?)";
             }
+        }
+        // A number field equal to a number is written as the indexes key it (NULL as a number below all), so
+        // SQLite finds the rows through an index on the field instead of reading the whole table. The two
+        // forms agree for every value but NULL, which a finite literal never equals.
+        if (right.K == Operand::Literal && op == "=" && !textual && field->DataType != TFieldType::AutoInc &&
+            !IsTextType(field->DataType) && field->DataType != TFieldType::DateTime &&
+            !std::holds_alternative<std::string>(right.Value) &&
+            !(std::holds_alternative<double>(right.Value) && !std::isfinite(std::get<double>(right.Value)))) {
+            const std::string key = schema::KeyExpression(def_, TIndexDef{"", {field->Name}, 0}, field->Name);
+            return "(" + key + " = " + Render(right, field, false) + ")";
         }
         return "(" + Render(left, nullptr, fold) + " " + op + " " + Render(right, field, fold) + ")";
     }
