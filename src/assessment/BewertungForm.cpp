@@ -126,14 +126,10 @@ void TBewertungForm::CreateNewLibrary(int tabIndex, const std::string& fileName)
 void TBewertungForm::SetCurIndex(int tabIndex) {
     links_.clear();
     TCustomLibForm::SetCurIndex(tabIndex);
+    links_ = BindNameAndComment(*editName_, *memo_);
     db::TTable* table = CurrentTable();
     const db::TField* comment = table ? table->FindField("Kommentar") : nullptr;
     const bool hasComment = comment && comment->DataType() == db::TFieldType::Memo;
-    if (table) {
-        links_.push_back(BindField(*editName_, DataSource(), "ElementName"));
-        if (hasComment)
-            links_.push_back(BindField(*memo_, DataSource(), "Kommentar"));
-    }
     if (!hasComment && pages_->ActivePage() == pageComment_)
         pages_->SetActivePage(*pageDefine_);
     pageComment_->SetTabVisible(hasComment);

@@ -140,10 +140,7 @@ void TFormBAIAssess::BuildRoomsPage(TTabSheet& page) {
 void TFormBAIAssess::SetCurIndex(int tabIndex) {
     links_.clear();
     TCustomLibForm::SetCurIndex(tabIndex);
-    if (db::TTable* table = CurrentTable(); table && table->Active()) {
-        links_.push_back(BindField(*editName_, DataSource(), "ElementName"));
-        links_.push_back(BindField(*memo_, DataSource(), "Kommentar"));
-    }
+    links_ = BindNameAndComment(*editName_, *memo_);
     ShowElement();
     SetReadOnly(tabIndex, TabReadOnly(tabIndex));
 }

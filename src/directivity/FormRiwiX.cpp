@@ -59,10 +59,7 @@ void TFormRiwiX::OpenLibrary(int tabIndex, const std::string& fileName) {
 void TFormRiwiX::SetCurIndex(int tabIndex) {
     links_.clear();
     TCustomLibForm::SetCurIndex(tabIndex);
-    if (db::TTable* table = CurrentTable(); table && table->Active()) {
-        links_.push_back(BindField(*editName_, DataSource(), "ElementName"));
-        links_.push_back(BindField(*memo_, DataSource(), "Kommentar"));
-    }
+    links_ = BindNameAndComment(*editName_, *memo_);
     ShowElement();
     SetReadOnly(tabIndex, TabReadOnly(tabIndex));
 }

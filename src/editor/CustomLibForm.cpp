@@ -479,6 +479,17 @@ void TCustomLibForm::OpenForConversion(const std::string& folder) {
     OpenFiles({folder}, 0, true, true);
 }
 
+std::vector<std::unique_ptr<TFieldLink>> TCustomLibForm::BindNameAndComment(TEdit& name, TMemo& comment) {
+    std::vector<std::unique_ptr<TFieldLink>> links;
+    db::TTable* table = CurrentTable();
+    if (!table || !table->Active())
+        return links;
+    links.push_back(BindField(name, dataSource_, NameFieldName(libType_)));
+    if (const db::TField* f = table->FindField("Kommentar"); f && f->DataType() == db::TFieldType::Memo)
+        links.push_back(BindField(comment, dataSource_, "Kommentar"));
+    return links;
+}
+
 bool TCustomLibForm::SwitchElementFilterOff() {
     return false;
 }

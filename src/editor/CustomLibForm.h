@@ -10,6 +10,7 @@
 #include "platform/base/MyTable.h"
 #include "platform/dbctrls/DataSource.h"
 #include "platform/dbctrls/ElementList.h"
+#include "platform/dbctrls/FieldLinks.h"
 #include "platform/ui/Form.h"
 #include "platform/ui/Navigator.h"
 #include "platform/ui/PageCtrls.h"
@@ -211,6 +212,9 @@ protected:
     // Adds the picture panel and its pop-up menu to parent, bound to a blob field of the main table, and
     // returns the panel for the caller to place. The panel takes room only while there is a picture to show.
     TPanel& CreatePictureField(TControl& parent, std::string fieldName);
+    // Binds the element-name edit and, when the current table has the memo field "Kommentar", the comment
+    // memo to the current record; no links while no table is open. Kinds call it on every change of tab.
+    std::vector<std::unique_ptr<TFieldLink>> BindNameAndComment(TEdit& name, TMemo& comment);
     // Offers the picture commands on another control's pop-up menu ("Load picture.." and the rest), for when
     // no picture is shown to click on; not offered, they go (a library without the picture field).
     void SetPictureCommandsOn(TControl& control, bool offered);
