@@ -2,6 +2,7 @@
 
 #include "directivity/DirectivityJson.h"
 #include "directivity/SampleWizard.h"
+#include "editor/BandBoxes.h"
 #include "editor/ElementCopy.h"
 #include "platform/Errors.h"
 #include "platform/base/LibEditorRegistry.h"
@@ -118,28 +119,9 @@ void TFormRiwiX::DirToForm() {
 }
 
 void TFormRiwiX::FillBandBoxes() {
-    TSuspendEvents q1(*cbBmin_), q2(*cbBmax_);
-    const bool single = dir_.SpecType() == TSpecType::SingleValue;
-    const bool octave = dir_.SpecType() == TSpecType::Octave;
-    std::vector<std::string> items;
-    std::vector<int> bands;
-    for (int b = 0; b < kBandCount; ++b) {
-        if (octave && !IsOctaveBand(b))
-            continue;
-        bands.push_back(b);
-        items.push_back(std::string(ThirdOctavesStrShort[static_cast<std::size_t>(b)]) + " Hz");
-    }
-    bminBands_ = bands;
-    bmaxBands_ = bands;
-    cbBmin_->SetItems(items);
-    cbBmax_->SetItems(items);
-    auto indexOf = [&](int band) {
-        auto it = std::find(bands.begin(), bands.end(), band);
-        return it == bands.end() ? -1 : static_cast<int>(it - bands.begin());
-    };
-    cbBmin_->SetItemIndex(indexOf(dir_.GetBmin()));
-    cbBmax_->SetItemIndex(indexOf(dir_.GetBmax()));
-    cbBmin_->Parent()->Parent()->SetVisible(!single);
+    boxBands_ = FillBandRangeBoxes(*cbBmin_, *cbBmax_, dir_.SpecType() == TSpecType::Octave, dir_.GetBmin(),
+                                   dir_.GetBmax());
+    cbBmin_->Parent()->Parent()->SetVisible(dir_.SpecType() != TSpecType::SingleValue);
 }
 
 void TFormRiwiX::CalcValues0(bool fromEdit, bool rebuildTabs, bool layout) {
@@ -208,9 +190,9 @@ void TFormRiwiX::RGFreqResClick(TComponent& /*sender*/) {
 
 void TFormRiwiX::CBBminChange(TComponent& /*sender*/) {
     const int i = cbBmin_->ItemIndex();
-    if (i < 0 || CurrentReadOnly() || i >= static_cast<int>(bminBands_.size()))
+    if (i < 0 || CurrentReadOnly() || i >= static_cast<int>(boxBands_.size()))
         return;
-    dir_.SetBMinBMax(bminBands_[static_cast<std::size_t>(i)], std::max(dir_.GetBmax(), bminBands_[i]));
+    dir_.SetBMinBMax(boxBands_[static_cast<std::size_t>(i)], std::max(dir_.GetBmax(), boxBands_[i]));
     dir_.DiscardInterpolation();
     FillBandBoxes();
     CalcValues0(true, true, true);
@@ -218,9 +200,9 @@ void TFormRiwiX::CBBminChange(TComponent& /*sender*/) {
 
 void TFormRiwiX::CBBmaxChange(TComponent& /*sender*/) {
     const int i = cbBmax_->ItemIndex();
-    if (i < 0 || CurrentReadOnly() || i >= static_cast<int>(bmaxBands_.size()))
+    if (i < 0 || CurrentReadOnly() || i >= static_cast<int>(boxBands_.size()))
         return;
-    dir_.SetBMinBMax(std::min(dir_.GetBmin(), bmaxBands_[i]), bmaxBands_[static_cast<std::size_t>(i)]);
+    dir_.SetBMinBMax(std::min(dir_.GetBmin(), boxBands_[i]), boxBands_[static_cast<std::size_t>(i)]);
     dir_.DiscardInterpolation();
     FillBandBoxes();
     CalcValues0(true, true, true);

@@ -154,7 +154,7 @@ private:
     int selectedSample_ = 0;
     std::vector<TColor> colors_;                // of the diagram, by colour key
     std::unique_ptr<TListNavTarget> sampleNav_; // drives the sample list from the samples page
-    std::vector<int> bminBands_, bmaxBands_;
+    std::vector<int> boxBands_;                 // the band of each item of the two band boxes
     std::vector<std::unique_ptr<TFieldLink>> links_;
 
     TEdit* editName_ = nullptr;

@@ -1,5 +1,6 @@
 #include "sound/FormLibX.h"
 
+#include "editor/BandBoxes.h"
 #include "platform/Errors.h"
 #include "platform/acoustic/Weighting.h"
 #include "platform/base/LibEditorRegistry.h"
@@ -297,26 +298,8 @@ void TFormLibX::FillReferenceBox() {
 }
 
 void TFormLibX::FillBandBoxes() {
-    TSuspendEvents q1(*cbBmin_), q2(*cbBmax_);
-    const bool octave = spectrum_->SpecType() == TSpecType::Octave;
-    std::vector<std::string> items;
-    std::vector<int> bands;
-    for (int b = 0; b < kBandCount; ++b) {
-        if (octave && !IsOctaveBand(b))
-            continue;
-        bands.push_back(b);
-        items.push_back(std::string(ThirdOctavesStrShort[static_cast<std::size_t>(b)]) + " Hz");
-    }
-    bminBands_ = bands;
-    bmaxBands_ = bands;
-    cbBmin_->SetItems(items);
-    cbBmax_->SetItems(items);
-    auto indexOf = [&](int band) {
-        auto it = std::find(bands.begin(), bands.end(), band);
-        return it == bands.end() ? -1 : static_cast<int>(it - bands.begin());
-    };
-    cbBmin_->SetItemIndex(indexOf(spectrum_->Bmin()));
-    cbBmax_->SetItemIndex(indexOf(spectrum_->Bmax()));
+    boxBands_ = FillBandRangeBoxes(*cbBmin_, *cbBmax_, spectrum_->SpecType() == TSpecType::Octave,
+                                   spectrum_->Bmin(), spectrum_->Bmax());
 }
 
 void TFormLibX::VisibleSettings() {

@@ -293,7 +293,7 @@ private:
     TComboBox* cbSpecType_ = nullptr;
     TComboBox* cbBmin_ = nullptr;
     TComboBox* cbBmax_ = nullptr;
-    std::vector<int> bminBands_, bmaxBands_;
+    std::vector<int> boxBands_; // the band of each item of the two band boxes
     TComboBox* cbdBX_ = nullptr;
     TComboBox* cbEmisRef_ = nullptr;
     TComboBox* cbEntryType_ = nullptr;

@@ -136,11 +136,10 @@ void TFormLibX::CBBandChange(TComponent& /*sender*/) {
     if (CurrentReadOnly())
         return;
     const int i0 = cbBmin_->ItemIndex(), i1 = cbBmax_->ItemIndex();
-    if (i0 < 0 || i1 < 0 || i0 >= static_cast<int>(bminBands_.size()) ||
-        i1 >= static_cast<int>(bmaxBands_.size()))
+    if (i0 < 0 || i1 < 0 || i0 >= static_cast<int>(boxBands_.size()) ||
+        i1 >= static_cast<int>(boxBands_.size()))
         return;
-    spectrum_->SetBMinBMax(bminBands_[static_cast<std::size_t>(i0)],
-                           bmaxBands_[static_cast<std::size_t>(i1)]);
+    spectrum_->SetBMinBMax(boxBands_[static_cast<std::size_t>(i0)], boxBands_[static_cast<std::size_t>(i1)]);
     FillBandBoxes();
     DefineVG();
     SetChanged();
