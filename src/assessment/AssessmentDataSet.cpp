@@ -61,6 +61,23 @@ void SetAdditionsRow(db::TTable& additions, int elementNumber, int usage,
     additions.Post();
 }
 
+// Edits the area's row among rows (the filtered table's rows by area), or appends it.
+void WriteAdditionsRow(db::TTable& additions, const std::map<int, db::TBookmark>& rows, int elementNumber,
+                       int usage, const std::array<float, kHoursPerDay>& values) {
+    if (auto it = rows.find(usage); it != rows.end() && additions.GotoBookmark(it->second))
+        additions.Edit();
+    else
+        additions.Append();
+    SetAdditionsRow(additions, elementNumber, usage, values);
+}
+
+// The 25 rows of the filtered table, its existing rows looked up once.
+void WriteAdditionsRows(db::TTable& additions, int elementNumber, const TAdditions& values) {
+    const std::map<int, db::TBookmark> rows = RowsByUsage(additions);
+    for (int usage = 1; usage <= kUsageCount; ++usage)
+        WriteAdditionsRow(additions, rows, elementNumber, usage, values[static_cast<std::size_t>(usage - 1)]);
+}
+
 void DeleteAllRows(db::TTable& table) {
     table.First();
     while (!table.Eof() && !table.IsEmpty())
@@ -128,14 +145,7 @@ void TBewertungDataSet::Write(db::TTable& main, db::TTable& ranges, db::TTable& 
 void TBewertungDataSet::WriteFor(int elementNumber, db::TTable& ranges, db::TTable& additions) const {
     FilterToElement(additions, elementNumber);
     FilterToElement(ranges, elementNumber);
-    const std::map<int, db::TBookmark> rows = RowsByUsage(additions);
-    for (int usage = 1; usage <= kUsageCount; ++usage) {
-        if (auto it = rows.find(usage); it != rows.end() && additions.GotoBookmark(it->second))
-            additions.Edit();
-        else
-            additions.Append();
-        SetAdditionsRow(additions, elementNumber, usage, Additions[static_cast<std::size_t>(usage - 1)]);
-    }
+    WriteAdditionsRows(additions, elementNumber, Additions);
     DeleteAllRows(ranges);
     for (const auto& range : Ranges) {
         ranges.Append();
@@ -151,19 +161,12 @@ void TBewertungDataSet::EnsureRange() {
 
 void WriteToGebTable(db::TTable& additions, int elementNumber, int usage,
                      const std::array<float, kHoursPerDay>& values) {
-    const std::map<int, db::TBookmark> rows = RowsByUsage(additions);
-    if (auto it = rows.find(usage); it != rows.end() && additions.GotoBookmark(it->second))
-        additions.Edit();
-    else
-        additions.Append();
-    SetAdditionsRow(additions, elementNumber, usage, values);
+    WriteAdditionsRow(additions, RowsByUsage(additions), elementNumber, usage, values);
 }
 
 void GebieteNeu(db::TTable& additions, int elementNumber) {
     FilterToElement(additions, elementNumber);
-    const std::array<float, kHoursPerDay> zeros{};
-    for (int usage = 1; usage <= kUsageCount; ++usage)
-        WriteToGebTable(additions, elementNumber, usage, zeros);
+    WriteAdditionsRows(additions, elementNumber, TAdditions{});
 }
 
 void DeleteElementRows(db::TTable& ranges, db::TTable& additions, int elementNumber) {
