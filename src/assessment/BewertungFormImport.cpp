@@ -170,22 +170,13 @@ void TBewertungForm::CheckUpdate(int tabIndex) {
     db::TTable* main = myTable->GetTable();
     if (!main || !main->Active() || !main->IsEmpty() || !HasOlderLibrary(myTable->Folder()))
         return;
-    TLog& log = Host().Log();
-    Host().ShowLog(false);
-    db::TDatabase& database = myTable->Database();
-    try {
-        // All or nothing: a conversion that fails or is aborted leaves the library empty and the older files
-        // in place, so the next opening converts again.
-        db::TTransaction transaction(database);
+    // All or nothing: a conversion that fails or is aborted leaves the library empty and the older files in
+    // place, so the next opening converts again.
+    RunLibraryUpdate(tabIndex, [&] {
         ImportV74(tabIndex);
-        if (log.Cancelled())
+        if (Host().Log().Cancelled())
             throw EKorvelError("the conversion was aborted");
-        transaction.Keep();
-    } catch (const std::exception& e) {
-        log.AddError(std::string("Error while updating ") + e.what());
-    }
-    main->First();
-    Host().ShowLog(false);
+    });
 }
 
 void TBewertungForm::ImportV74(int tabIndex) {

@@ -80,12 +80,6 @@ std::string FitToField(const std::string& text, const db::TField* field) {
     return TrimText(db::TruncateCodePoints(text, static_cast<std::size_t>(field->Size())));
 }
 
-// The dialog keeps the name-conflict answer that holds for the following rows in its tag: 0 before the first
-// conflict, else the answer + 1.
-TneAction PendingAnswer(const TExcelImportForm& form) {
-    return form.Tag() <= 0 ? TneAction::Skip : static_cast<TneAction>(form.Tag() - 1);
-}
-
 // The row as a directivity: horizontal, frequency independent, 10 degree steps; every given angle is a
 // sample and its grid value (360 degrees is the grid's column 0). The cells of a row with gaps are filled by
 // the interpolation when there are samples enough for it, else they stay 0 dB; the given values are kept
@@ -176,16 +170,8 @@ void TFormRiwiX::ImportExcelLine(TExcelImportForm& sender, TImportLineAction& ac
                               name + "\" stay 0 dB: " + *refused);
 
     TBulkTag bulk(*table);
-    TneAction answer = PendingAnswer(sender);
-    const bool go = CheckNameTwice(Ui(), *table, "EN", name, answer);
-    sender.SetTag(static_cast<int>(answer) + 1);
-    if (!go) {
-        if (answer == TneAction::Cancel)
-            action = TImportLineAction::Stop;
-        else
-            ++sender.Duplicates;
+    if (!CheckImportRowName(sender, *table, name, action))
         return;
-    }
     // Whatever stops this row before its store drops the record it began.
     TPendingRecord pending(*table);
     for (TFieldNameItem& item : fields.Items) {

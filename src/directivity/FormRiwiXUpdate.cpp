@@ -39,27 +39,13 @@ void TFormRiwiX::CheckUpdate(int tabIndex) {
     std::error_code ec;
     if (!table->IsEmpty() || !fs::is_regular_file(older, ec))
         return;
-    TLog& log = Host().Log();
-    log.AddInformation("Updating library \"" + older + "\"");
-    Host().ShowLog(false);
-    db::TDatabase& database = myTable->Database();
-    try {
-        // All or nothing: a failed update leaves the library empty, so the next opening tries again.
-        database.StartTransaction();
+    Host().Log().AddInformation("Updating library \"" + older + "\"");
+    // All or nothing: a failed update leaves the library empty, so the next opening tries again.
+    RunLibraryUpdate(tabIndex, [&] {
         int count = 0;
         int duplicates = 0;
         ImportV73(tabIndex, older, count, duplicates, true);
-        database.Commit();
-    } catch (const std::exception& e) {
-        try {
-            database.Rollback();
-        } catch (...) {
-            // The file is gone or damaged; the error below says what happened first.
-        }
-        log.AddError(std::string("Error while updating ") + e.what());
-    }
-    table->First();
-    Host().ShowLog(false);
+    });
 }
 
 } // namespace korvel::directivity

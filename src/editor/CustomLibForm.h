@@ -30,8 +30,13 @@ class TRestructure;
 }
 
 class TExcelImportForm;
+enum class TImportLineAction;
 
 // What an editor hands to the printing of its current element; kinds that print derive from it.
+// The start of the log line of a library update that failed; the folder conversion keeps the older files
+// then.
+inline constexpr std::string_view kUpdateFailedPrefix = "Error while updating ";
+
 class TPrintItem {
 public:
     virtual ~TPrintItem() = default;
@@ -231,6 +236,14 @@ protected:
     // and passed over, the rows go in as one transaction while they run, the list catches up once at the
     // end, and BeforeExcelImport may settle the dialog unseen. Returns the modal result.
     int RunExcelImport(TExcelImportForm& form, int& count, int& duplicates);
+    // Runs an update that fills the tab's library from older files as one transaction, with the log shown:
+    // when it throws, the library stays as it was and the reason goes to the log after kUpdateFailedPrefix.
+    void RunLibraryUpdate(int tabIndex, const std::function<void()>& update);
+    // Settles a spreadsheet row's name against the table's names (index "EN") while the row is imported: the
+    // person's answer holds for the rows after it. False when the row is not stored: a skipped name counts as
+    // a duplicate, a cancel stops the import. The table is then prepared as CheckNameTwice leaves it.
+    bool CheckImportRowName(TExcelImportForm& sender, db::TTable& table, std::string& name,
+                            TImportLineAction& action);
     // One restructure of the tab's main table, closed and opened again around it; the engine's reason is
     // shown and false returned when it refuses.
     bool RestructureMainTable(int tabIndex, const db::TRestructure& change);

@@ -8,6 +8,7 @@
 #include "platform/base/ExcelImportForm.h"
 #include "platform/base/LibKinds.h"
 #include "platform/base/YScaleForm.h"
+#include "platform/db/Database.h"
 #include "platform/db/Restructure.h"
 #include "platform/db/Table.h"
 #include "platform/image/Picture.h"
@@ -578,6 +579,39 @@ void ChangeNameFieldLength(TCustomLibForm& editor) {
     table->Open();
     table->GotoBookmark(here);
     editor.SetCurIndex(tab);
+}
+
+void TCustomLibForm::RunLibraryUpdate(int tabIndex, const std::function<void()>& update) {
+    TMyTable* myTable = GetMyTable(tabIndex);
+    if (!myTable)
+        return;
+    Host().ShowLog(false);
+    try {
+        db::TTransaction transaction(myTable->Database());
+        update();
+        transaction.Keep();
+    } catch (const std::exception& e) {
+        Host().Log().AddError(std::string(kUpdateFailedPrefix) + e.what());
+    }
+    if (db::TTable* main = myTable->GetTable(); main && main->Active())
+        main->First();
+    Host().ShowLog(false);
+}
+
+bool TCustomLibForm::CheckImportRowName(TExcelImportForm& sender, db::TTable& table, std::string& name,
+                                        TImportLineAction& action) {
+    // The dialog keeps the answer that holds for the following rows in its tag: 0 before the first conflict,
+    // else the answer + 1.
+    TneAction answer = sender.Tag() <= 0 ? TneAction::Skip : static_cast<TneAction>(sender.Tag() - 1);
+    const bool go = CheckNameTwice(Ui(), table, "EN", name, answer);
+    sender.SetTag(static_cast<int>(answer) + 1);
+    if (!go) {
+        if (answer == TneAction::Cancel)
+            action = TImportLineAction::Stop;
+        else
+            ++sender.Duplicates;
+    }
+    return go;
 }
 
 int TCustomLibForm::RunExcelImport(TExcelImportForm& form, int& count, int& duplicates) {

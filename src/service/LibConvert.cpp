@@ -1,5 +1,6 @@
 // Conversion of a folder's older library files to the current library files.
 
+#include "editor/CustomLibForm.h"
 #include "platform/base/LibKinds.h"
 #include "platform/base/MyTable.h"
 #include "platform/settings/PathText.h"
@@ -101,11 +102,11 @@ void ConvertLibrary(TLibHost& host, const std::string& folder) {
             // An update that broke off left the new library empty: the older files stay so that the next
             // opening fills it again.
             const auto& entries = log.Entries();
-            const bool failed = std::any_of(entries.begin() + static_cast<std::ptrdiff_t>(entriesBefore),
-                                            entries.end(), [](const TLogEntry& e) {
-                                                return e.Kind == TLogKind::Error &&
-                                                       e.Text.starts_with("Error while updating ");
-                                            });
+            const bool failed =
+                std::any_of(entries.begin() + static_cast<std::ptrdiff_t>(entriesBefore), entries.end(),
+                            [](const TLogEntry& e) {
+                                return e.Kind == TLogKind::Error && e.Text.starts_with(kUpdateFailedPrefix);
+                            });
             if (!failed)
                 done.push_back(&kind);
         } catch (const std::exception& e) {

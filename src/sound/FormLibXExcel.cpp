@@ -39,12 +39,6 @@ int CurrentLine() {
     return g_running ? g_running->LineNo() : 0;
 }
 
-// The dialog keeps the name-conflict answer that holds for the following rows in its tag: 0 before the first
-// conflict, else the answer + 1.
-TneAction PendingAnswer(const TExcelImportForm& form) {
-    return form.Tag() <= 0 ? TneAction::Skip : static_cast<TneAction>(form.Tag() - 1);
-}
-
 std::string InvalidValueText(int line, const std::string& caption, const std::string& cell,
                              const std::string& fallback) {
     return "Line " + std::to_string(line) + ", Field \"" + caption + "\": Value \"" + cell +
@@ -127,16 +121,8 @@ void TFormLibX::ImportExcelLine(TExcelImportForm& sender, TImportLineAction& act
         return;
 
     TBulkTag bulk(*table);
-    TneAction answer = PendingAnswer(sender);
-    const bool go = CheckNameTwice(Ui(), *table, "EN", name, answer);
-    sender.SetTag(static_cast<int>(answer) + 1);
-    if (!go) {
-        if (answer == TneAction::Cancel)
-            action = TImportLineAction::Stop;
-        else
-            ++sender.Duplicates;
+    if (!CheckImportRowName(sender, *table, name, action))
         return;
-    }
     // Whatever stops this row before its store drops the record it began.
     TPendingRecord pending(*table);
     table->FieldByName("ElementName").SetAsString(name);

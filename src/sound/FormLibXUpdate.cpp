@@ -92,7 +92,7 @@ void TFormLibX::CheckUpdate(int tabIndex) {
                 ImportV73(tabIndex, old, count, duplicates, true, true);
             }
         } catch (const std::exception& e) {
-            log.AddError(std::string("Error while updating ") + e.what());
+            log.AddError(std::string(kUpdateFailedPrefix) + e.what());
         }
         Host().ShowLog(false);
         // The field updates wait for the next opening.
